@@ -1,0 +1,3 @@
+#include "CSafeBool.h"
+
+CRetryCounter::~CRetryCounter() = default;
