@@ -4,13 +4,8 @@
 #include <cstdlib>
 #include <typeinfo>
 
-// A std::type_info usable as an ordered map key: ordering is
-// std::type_info::before, equality the equality of the type infos
-// (so two names of one type compare equal).
-//
-// The null check stays in release builds: a null TypeInfo would otherwise be
-// dereferenced in the middle of reporting an error. It prints the classic
-// "file:line: failed assertion `expr'" form and aborts.
+// A std::type_info usable as an ordered map key. The null check stays in release
+// builds and prints "file:line: failed assertion `expr'"; keep its line stable.
 
 #define BV_TYPEINFO_ASSERT(expr)                                                                   \
     ((expr) ? void(0)                                                                              \
@@ -39,7 +34,7 @@ public:
     friend bool operator!=(const TypeInfo &a, const TypeInfo &b) { return !(a == b); }
 
 private:
-    // Every access funnels through here so that the failure always names one place.
+    // Every access funnels through here, so a failure always names one place.
     const std::type_info &checked() const
     {
         BV_TYPEINFO_ASSERT(pInfo_);
