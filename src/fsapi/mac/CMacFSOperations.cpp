@@ -20,6 +20,8 @@
 
 #include <QLoggingCategory>
 
+#include <algorithm>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
