@@ -29,121 +29,41 @@ public:
     static QString t(const QDateTime &d) { return QString::number(d.toSecsSinceEpoch()); }
     static QString a(Attr v) { return QString::number(int(v)); }
 
-    bool tryExclusiveLock(const QString &p) override { return note("tryExclusiveLock", {p}); }
-    bool tryWriteLock(const QString &p) override { return note("tryWriteLock", {p}); }
-    bool fileExists(const QString &p) override { return note("fileExists", {p}); }
-    bool directoryExists(const QString &p) override { return note("directoryExists", {p}); }
-    bool safeExchangeFile(const QString &, const QString &, const QString &, const QString &,
-        const QString &, const QDateTime &, const QDateTime &) override
-    {
-        return note("safeExchangeFile", {});
-    }
-    bool copyFile(const QString &s, const QString &d, bool f, bool u, bool o) override
-    {
-        return note("copyFile", {s, d, b(f), b(u), b(o)});
-    }
-    bool safeCopyFile(
-        const QString &s, const QString &d, const QString &n, bool f, bool u, bool o) override
-    {
-        return note("safeCopyFile", {s, d, n, b(f), b(u), b(o)});
-    }
-    bool copyDirectory(const QString &s, const QString &d) override
-    {
-        return note("copyDirectory", {s, d});
-    }
-    bool createFile(const QString &p, const QDateTime &c, const QDateTime &m, const QDateTime &x,
-        const Attr &at) override
-    {
-        return note("createFile", {p, t(c), t(m), t(x), a(at)});
-    }
-    bool createDirectory(const QString &p, const QDateTime &c, const QDateTime &m,
-        const QDateTime &x, const Attr &at, bool f) override
-    {
-        return note("createDirectory", {p, t(c), t(m), t(x), a(at), b(f)});
-    }
-    bool safeCreateDirectory(const QString &p, const QString &n, const QDateTime &c,
-        const QDateTime &m, const QDateTime &x, const Attr &at, bool f) override
-    {
-        return note("safeCreateDirectory", {p, n, t(c), t(m), t(x), a(at), b(f)});
-    }
-    bool renameFile(const QString &s, const QString &d, bool o) override
-    {
-        return note("renameFile", {s, d, b(o)});
-    }
-    bool safeRenameFile(const QString &s, const QString &d, const QString &n, bool o) override
-    {
-        return note("safeRenameFile", {s, d, n, b(o)});
-    }
-    bool renameDirectory(const QString &s, const QString &d) override
-    {
-        return note("renameDirectory", {s, d});
-    }
-    bool safeRenameDirectory(const QString &s, const QString &d, const QString &n) override
-    {
-        return note("safeRenameDirectory", {s, d, n});
-    }
-    bool moveFile(const QString &s, const QString &d, bool f, bool o) override
-    {
-        return note("moveFile", {s, d, b(f), b(o)});
-    }
-    bool safeMoveFile(const QString &s, const QString &d, const QString &n, bool f, bool o) override
-    {
-        return note("safeMoveFile", {s, d, n, b(f), b(o)});
-    }
-    bool moveDirectory(const QString &s, const QString &d, bool f) override
-    {
-        return note("moveDirectory", {s, d, b(f)});
-    }
-    bool safeMoveDirectory(const QString &s, const QString &d, const QString &n, bool f) override
-    {
-        return note("safeMoveDirectory", {s, d, n, b(f)});
-    }
-    bool deleteFile(const QString &p, bool f) override { return note("deleteFile", {p, b(f)}); }
-    bool safeDeleteFile(const QString &p, const QString &n, bool f) override
-    {
-        return note("safeDeleteFile", {p, n, b(f)});
-    }
-    bool deleteDirectory(const QString &p, bool f) override
-    {
-        return note("deleteDirectory", {p, b(f)});
-    }
-    bool safeDeleteDirectory(const QString &p, const QString &n, bool f) override
-    {
-        return note("safeDeleteDirectory", {p, n, b(f)});
-    }
-    bool cleanDirectory(const QString &p, bool r) override
-    {
-        return note("cleanDirectory", {p, b(r)});
-    }
-    bool safeCleanDirectory(const QString &p, const QString &n, bool r) override
-    {
-        return note("safeCleanDirectory", {p, n, b(r)});
-    }
-    bool setTimeStamps(const QString &p, const QDateTime &c, const QDateTime &m, const QDateTime &x,
-        bool f) override
-    {
-        return note("setTimeStamps", {p, t(c), t(m), t(x), b(f)});
-    }
-    bool safeSetTimeStamps(const QString &p, const QString &n, const QDateTime &c,
-        const QDateTime &m, const QDateTime &x, bool f) override
-    {
-        return note("safeSetTimeStamps", {p, n, t(c), t(m), t(x), b(f)});
-    }
-    bool setAttributes(const QString &p, const Attr &at) override
-    {
-        return note("setAttributes", {p, a(at)});
-    }
-    bool removeAttributes(const QString &p, const Attr &at) override
-    {
-        return note("removeAttributes", {p, a(at)});
-    }
-    bool getFSID(QString p, unsigned long long &id) override
-    {
-        if (answer)
-            id = 42;
-        return note("getFSID", {p});
-    }
-    bool isSymbolicLink(const QString &p) override { return note("isSymbolicLink", {p}); }
+    // clang-format off
+    using S = const QString &;
+    using D = const QDateTime &;
+    bool tryExclusiveLock(S p) override { return note("tryExclusiveLock", {p}); }
+    bool tryWriteLock(S p) override { return note("tryWriteLock", {p}); }
+    bool fileExists(S p) override { return note("fileExists", {p}); }
+    bool directoryExists(S p) override { return note("directoryExists", {p}); }
+    bool safeExchangeFile(S, S, S, S, S, D, D) override { return note("safeExchangeFile", {}); }
+    bool copyFile(S s, S d, bool f, bool u, bool o) override { return note("copyFile", {s, d, b(f), b(u), b(o)}); }
+    bool safeCopyFile(S s, S d, S n, bool f, bool u, bool o) override { return note("safeCopyFile", {s, d, n, b(f), b(u), b(o)}); }
+    bool copyDirectory(S s, S d) override { return note("copyDirectory", {s, d}); }
+    bool createFile(S p, D c, D m, D x, const Attr &at) override { return note("createFile", {p, t(c), t(m), t(x), a(at)}); }
+    bool createDirectory(S p, D c, D m, D x, const Attr &at, bool f) override { return note("createDirectory", {p, t(c), t(m), t(x), a(at), b(f)}); }
+    bool safeCreateDirectory(S p, S n, D c, D m, D x, const Attr &at, bool f) override { return note("safeCreateDirectory", {p, n, t(c), t(m), t(x), a(at), b(f)}); }
+    bool renameFile(S s, S d, bool o) override { return note("renameFile", {s, d, b(o)}); }
+    bool safeRenameFile(S s, S d, S n, bool o) override { return note("safeRenameFile", {s, d, n, b(o)}); }
+    bool renameDirectory(S s, S d) override { return note("renameDirectory", {s, d}); }
+    bool safeRenameDirectory(S s, S d, S n) override { return note("safeRenameDirectory", {s, d, n}); }
+    bool moveFile(S s, S d, bool f, bool o) override { return note("moveFile", {s, d, b(f), b(o)}); }
+    bool safeMoveFile(S s, S d, S n, bool f, bool o) override { return note("safeMoveFile", {s, d, n, b(f), b(o)}); }
+    bool moveDirectory(S s, S d, bool f) override { return note("moveDirectory", {s, d, b(f)}); }
+    bool safeMoveDirectory(S s, S d, S n, bool f) override { return note("safeMoveDirectory", {s, d, n, b(f)}); }
+    bool deleteFile(S p, bool f) override { return note("deleteFile", {p, b(f)}); }
+    bool safeDeleteFile(S p, S n, bool f) override { return note("safeDeleteFile", {p, n, b(f)}); }
+    bool deleteDirectory(S p, bool f) override { return note("deleteDirectory", {p, b(f)}); }
+    bool safeDeleteDirectory(S p, S n, bool f) override { return note("safeDeleteDirectory", {p, n, b(f)}); }
+    bool cleanDirectory(S p, bool r) override { return note("cleanDirectory", {p, b(r)}); }
+    bool safeCleanDirectory(S p, S n, bool r) override { return note("safeCleanDirectory", {p, n, b(r)}); }
+    bool setTimeStamps(S p, D c, D m, D x, bool f) override { return note("setTimeStamps", {p, t(c), t(m), t(x), b(f)}); }
+    bool safeSetTimeStamps(S p, S n, D c, D m, D x, bool f) override { return note("safeSetTimeStamps", {p, n, t(c), t(m), t(x), b(f)}); }
+    bool setAttributes(S p, const Attr &at) override { return note("setAttributes", {p, a(at)}); }
+    bool removeAttributes(S p, const Attr &at) override { return note("removeAttributes", {p, a(at)}); }
+    bool getFSID(QString p, unsigned long long &id) override { if (answer) id = 42; return note("getFSID", {p}); }
+    bool isSymbolicLink(S p) override { return note("isSymbolicLink", {p}); }
+    // clang-format on
 };
 
 using Call = std::function<bool(IFSOperations &)>;
@@ -173,111 +93,39 @@ void tst_CFSOperations::forwards_data()
 {
     QTest::addColumn<Call>("call");
     QTest::addColumn<QString>("expected");
-    const auto row = [](const char *name, Call call, const char *expected) {
-        QTest::newRow(name) << call << QString::fromLatin1(expected);
-    };
-    row(
-        "tryExclusiveLock", [](IFSOperations &f) { return f.tryExclusiveLock("/l"); },
-        "tryExclusiveLock(/l)");
-    row(
-        "tryWriteLock", [](IFSOperations &f) { return f.tryWriteLock("/w"); }, "tryWriteLock(/w)");
-    row(
-        "fileExists", [](IFSOperations &f) { return f.fileExists("/a/f"); }, "fileExists(/a/f)");
-    row(
-        "directoryExists", [](IFSOperations &f) { return f.directoryExists("/d"); },
-        "directoryExists(/d)");
-    row(
-        "copyFile", [](IFSOperations &f) { return f.copyFile("/s", "/d", true, false, true); },
-        "copyFile(/s,/d,1,0,1)");
-    row(
-        "safeCopyFile",
-        [](IFSOperations &f) { return f.safeCopyFile("/s", "/d", "/n", false, true, false); },
-        "safeCopyFile(/s,/d,/n,0,1,0)");
-    row(
-        "copyDirectory", [](IFSOperations &f) { return f.copyDirectory("/s", "/d"); },
-        "copyDirectory(/s,/d)");
-    row(
-        "createFile", [](IFSOperations &f) { return f.createFile("/p", T1, T2, T3, RO); },
-        "createFile(/p,100,200,300,2)");
-    row(
-        "createDirectory",
-        [](IFSOperations &f) { return f.createDirectory("/p", T1, T2, T3, RO, true); },
-        "createDirectory(/p,100,200,300,2,1)");
-    row(
-        "safeCreateDirectory",
-        [](IFSOperations &f) { return f.safeCreateDirectory("/p", "/n", T1, T2, T3, RO, false); },
-        "safeCreateDirectory(/p,/n,100,200,300,2,0)");
-    row(
-        "renameFile", [](IFSOperations &f) { return f.renameFile("/a", "/b", true); },
-        "renameFile(/a,/b,1)");
-    row(
-        "safeRenameFile",
-        [](IFSOperations &f) { return f.safeRenameFile("/a", "/b", "/n", false); },
-        "safeRenameFile(/a,/b,/n,0)");
-    row(
-        "renameDirectory", [](IFSOperations &f) { return f.renameDirectory("/a", "/b"); },
-        "renameDirectory(/a,/b)");
-    row(
-        "safeRenameDirectory",
-        [](IFSOperations &f) { return f.safeRenameDirectory("/a", "/b", "/n"); },
-        "safeRenameDirectory(/a,/b,/n)");
-    row(
-        "moveFile", [](IFSOperations &f) { return f.moveFile("/a", "/b", true, false); },
-        "moveFile(/a,/b,1,0)");
-    row(
-        "safeMoveFile",
-        [](IFSOperations &f) { return f.safeMoveFile("/a", "/b", "/n", false, true); },
-        "safeMoveFile(/a,/b,/n,0,1)");
-    row(
-        "moveDirectory", [](IFSOperations &f) { return f.moveDirectory("/a", "/b", true); },
-        "moveDirectory(/a,/b,1)");
-    row(
-        "safeMoveDirectory",
-        [](IFSOperations &f) { return f.safeMoveDirectory("/a", "/b", "/n", false); },
-        "safeMoveDirectory(/a,/b,/n,0)");
-    row(
-        "deleteFile", [](IFSOperations &f) { return f.deleteFile("/f", true); },
-        "deleteFile(/f,1)");
-    row(
-        "safeDeleteFile", [](IFSOperations &f) { return f.safeDeleteFile("/f", "/n", false); },
-        "safeDeleteFile(/f,/n,0)");
-    row(
-        "deleteDirectory", [](IFSOperations &f) { return f.deleteDirectory("/d", true); },
-        "deleteDirectory(/d,1)");
-    row(
-        "safeDeleteDirectory",
-        [](IFSOperations &f) { return f.safeDeleteDirectory("/d", "/n", true); },
-        "safeDeleteDirectory(/d,/n,1)");
-    row(
-        "cleanDirectory", [](IFSOperations &f) { return f.cleanDirectory("/d", false); },
-        "cleanDirectory(/d,0)");
-    row(
-        "safeCleanDirectory",
-        [](IFSOperations &f) { return f.safeCleanDirectory("/d", "/n", true); },
-        "safeCleanDirectory(/d,/n,1)");
-    row(
-        "setTimeStamps", [](IFSOperations &f) { return f.setTimeStamps("/p", T1, T2, T3, true); },
-        "setTimeStamps(/p,100,200,300,1)");
-    row(
-        "safeSetTimeStamps",
-        [](IFSOperations &f) { return f.safeSetTimeStamps("/p", "/n", T1, T2, T3, false); },
-        "safeSetTimeStamps(/p,/n,100,200,300,0)");
-    row(
-        "setAttributes", [](IFSOperations &f) { return f.setAttributes("/p", RO); },
-        "setAttributes(/p,2)");
-    row(
-        "removeAttributes", [](IFSOperations &f) { return f.removeAttributes("/p", RO); },
-        "removeAttributes(/p,2)");
-    row(
-        "getFSID",
-        [](IFSOperations &f) {
-            unsigned long long id = 0;
-            return f.getFSID("/p", id);
-        },
-        "getFSID(/p)");
-    row(
-        "isSymbolicLink", [](IFSOperations &f) { return f.isSymbolicLink("/p"); },
-        "isSymbolicLink(/p)");
+    using F = IFSOperations;
+    // clang-format off
+    QTest::newRow("tryExclusiveLock")    << Call([](F &f) { return f.tryExclusiveLock("/l"); }) << "tryExclusiveLock(/l)";
+    QTest::newRow("tryWriteLock")        << Call([](F &f) { return f.tryWriteLock("/w"); }) << "tryWriteLock(/w)";
+    QTest::newRow("fileExists")          << Call([](F &f) { return f.fileExists("/a/f"); }) << "fileExists(/a/f)";
+    QTest::newRow("directoryExists")     << Call([](F &f) { return f.directoryExists("/d"); }) << "directoryExists(/d)";
+    QTest::newRow("copyFile")            << Call([](F &f) { return f.copyFile("/s", "/d", true, false, true); }) << "copyFile(/s,/d,1,0,1)";
+    QTest::newRow("safeCopyFile")        << Call([](F &f) { return f.safeCopyFile("/s", "/d", "/n", false, true, false); }) << "safeCopyFile(/s,/d,/n,0,1,0)";
+    QTest::newRow("copyDirectory")       << Call([](F &f) { return f.copyDirectory("/s", "/d"); }) << "copyDirectory(/s,/d)";
+    QTest::newRow("createFile")          << Call([](F &f) { return f.createFile("/p", T1, T2, T3, RO); }) << "createFile(/p,100,200,300,2)";
+    QTest::newRow("createDirectory")     << Call([](F &f) { return f.createDirectory("/p", T1, T2, T3, RO, true); }) << "createDirectory(/p,100,200,300,2,1)";
+    QTest::newRow("safeCreateDirectory") << Call([](F &f) { return f.safeCreateDirectory("/p", "/n", T1, T2, T3, RO, false); }) << "safeCreateDirectory(/p,/n,100,200,300,2,0)";
+    QTest::newRow("renameFile")          << Call([](F &f) { return f.renameFile("/a", "/b", true); }) << "renameFile(/a,/b,1)";
+    QTest::newRow("safeRenameFile")      << Call([](F &f) { return f.safeRenameFile("/a", "/b", "/n", false); }) << "safeRenameFile(/a,/b,/n,0)";
+    QTest::newRow("renameDirectory")     << Call([](F &f) { return f.renameDirectory("/a", "/b"); }) << "renameDirectory(/a,/b)";
+    QTest::newRow("safeRenameDirectory") << Call([](F &f) { return f.safeRenameDirectory("/a", "/b", "/n"); }) << "safeRenameDirectory(/a,/b,/n)";
+    QTest::newRow("moveFile")            << Call([](F &f) { return f.moveFile("/a", "/b", true, false); }) << "moveFile(/a,/b,1,0)";
+    QTest::newRow("safeMoveFile")        << Call([](F &f) { return f.safeMoveFile("/a", "/b", "/n", false, true); }) << "safeMoveFile(/a,/b,/n,0,1)";
+    QTest::newRow("moveDirectory")       << Call([](F &f) { return f.moveDirectory("/a", "/b", true); }) << "moveDirectory(/a,/b,1)";
+    QTest::newRow("safeMoveDirectory")   << Call([](F &f) { return f.safeMoveDirectory("/a", "/b", "/n", false); }) << "safeMoveDirectory(/a,/b,/n,0)";
+    QTest::newRow("deleteFile")          << Call([](F &f) { return f.deleteFile("/f", true); }) << "deleteFile(/f,1)";
+    QTest::newRow("safeDeleteFile")      << Call([](F &f) { return f.safeDeleteFile("/f", "/n", false); }) << "safeDeleteFile(/f,/n,0)";
+    QTest::newRow("deleteDirectory")     << Call([](F &f) { return f.deleteDirectory("/d", true); }) << "deleteDirectory(/d,1)";
+    QTest::newRow("safeDeleteDirectory") << Call([](F &f) { return f.safeDeleteDirectory("/d", "/n", true); }) << "safeDeleteDirectory(/d,/n,1)";
+    QTest::newRow("cleanDirectory")      << Call([](F &f) { return f.cleanDirectory("/d", false); }) << "cleanDirectory(/d,0)";
+    QTest::newRow("safeCleanDirectory")  << Call([](F &f) { return f.safeCleanDirectory("/d", "/n", true); }) << "safeCleanDirectory(/d,/n,1)";
+    QTest::newRow("setTimeStamps")       << Call([](F &f) { return f.setTimeStamps("/p", T1, T2, T3, true); }) << "setTimeStamps(/p,100,200,300,1)";
+    QTest::newRow("safeSetTimeStamps")   << Call([](F &f) { return f.safeSetTimeStamps("/p", "/n", T1, T2, T3, false); }) << "safeSetTimeStamps(/p,/n,100,200,300,0)";
+    QTest::newRow("setAttributes")       << Call([](F &f) { return f.setAttributes("/p", RO); }) << "setAttributes(/p,2)";
+    QTest::newRow("removeAttributes")    << Call([](F &f) { return f.removeAttributes("/p", RO); }) << "removeAttributes(/p,2)";
+    QTest::newRow("getFSID")             << Call([](F &f) { unsigned long long id = 0; return f.getFSID("/p", id); }) << "getFSID(/p)";
+    QTest::newRow("isSymbolicLink")      << Call([](F &f) { return f.isSymbolicLink("/p"); }) << "isSymbolicLink(/p)";
+    // clang-format on
 }
 
 void tst_CFSOperations::forwards()

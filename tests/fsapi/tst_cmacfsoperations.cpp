@@ -171,22 +171,17 @@ void tst_CMacFSOperations::existence_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("asFile");
     QTest::addColumn<QString>("asDirectory");
-    const QString notFile
-        = QStringLiteral("FileSystemException: %1 is a directory / Specified path is not a file");
-    const QString notDir = QStringLiteral(
-        "FileSystemException: %1 is not a directory / Specified path is not a directory");
-    QTest::newRow("file") << "file"
-                          << "true" << notDir;
-    QTest::newRow("directory") << "dir" << notFile << "true";
-    QTest::newRow("missing") << "missing"
-                             << "false"
-                             << "false";
-    QTest::newRow("link to directory") << "dirlink"
-                                       << "true" << notDir;
-    QTest::newRow("link to file") << "filelink"
-                                  << "true" << notDir;
-    QTest::newRow("dangling link") << "dangling"
-                                   << "true" << notDir;
+    const QString notFile = "FileSystemException: %1 is a directory / Specified path is not a file";
+    const QString notDir
+        = "FileSystemException: %1 is not a directory / Specified path is not a directory";
+    // clang-format off
+    QTest::newRow("file")              << "file"     << "true"  << notDir;
+    QTest::newRow("directory")         << "dir"      << notFile << "true";
+    QTest::newRow("missing")           << "missing"  << "false" << "false";
+    QTest::newRow("link to directory") << "dirlink"  << "true"  << notDir;
+    QTest::newRow("link to file")      << "filelink" << "true"  << notDir;
+    QTest::newRow("dangling link")     << "dangling" << "true"  << notDir;
+    // clang-format on
 }
 
 void tst_CMacFSOperations::existence()
@@ -201,58 +196,33 @@ void tst_CMacFSOperations::existence()
 
 void tst_CMacFSOperations::emptyPaths_data()
 {
-    QTest::addColumn<std::function<bool(IFSOperations &)>>("call");
+    using F = std::function<bool(IFSOperations &)>;
+    QTest::addColumn<F>("call");
     QTest::addColumn<QString>("expected");
     QTest::addColumn<QString>("logged");
-    using F = std::function<bool(IFSOperations &)>;
     const QString invalid = QStringLiteral("FileSystemException: Empty path / Invalid parameter");
-    QTest::newRow("fileExists") << F([](IFSOperations &f) { return f.fileExists(""); }) << invalid
-                                << "";
-    QTest::newRow("deleteFile") << F([](IFSOperations &f) { return f.deleteFile("", true); })
-                                << invalid << "";
-    QTest::newRow("directoryExists")
-        << F([](IFSOperations &f) { return f.directoryExists(""); }) << "false"
-        << "Empty path ...";
-    QTest::newRow("deleteDirectory")
-        << F([](IFSOperations &f) { return f.deleteDirectory("", true); }) << "false"
-        << "Empty path ...";
-    QTest::newRow("cleanDirectory")
-        << F([](IFSOperations &f) { return f.cleanDirectory("", true); }) << "false"
-        << "Empty path ...";
-    QTest::newRow("copyDirectory src")
-        << F([](IFSOperations &f) { return f.copyDirectory("", "/x"); }) << "false"
-        << "Empty src path ...";
-    QTest::newRow("copyFile dst") << F([](IFSOperations &f) {
-        return f.copyFile("/x", "", true, true, true);
-    }) << "false"
-                                  << "Empty dest path ...";
-    QTest::newRow("moveFile src") << F([](IFSOperations &f) {
-        return f.moveFile("", "/x", true, true);
-    }) << "false"
-                                  << "Empty src path ...";
-    QTest::newRow("renameDirectory dst")
-        << F([](IFSOperations &f) { return f.renameDirectory("/x", ""); }) << "false"
-        << "Empty dest path ...";
-    QTest::newRow("createDirectory") << F([](IFSOperations &f) {
-        return f.createDirectory("", kNone, kNone, kNone, Attr(), true);
-    }) << "false"
-                                     << "Empty path ...";
-    QTest::newRow("setTimeStamps")
-        << F([](IFSOperations &f) { return f.setTimeStamps("", kNone, kNone, kNone, false); })
-        << "false"
-        << "Empty path ...";
-    QTest::newRow("isSymbolicLink")
-        << F([](IFSOperations &f) { return f.isSymbolicLink(""); }) << "false"
-        << "Empty path ...";
-    QTest::newRow("removeAttributes")
-        << F([](IFSOperations &f) { return f.removeAttributes("/x", IFSOperations::ReadOnly); })
-        << "false"
-        << "not implemented";
+    const QDateTime n;
+    // clang-format off
+    QTest::newRow("fileExists")          << F([](IFSOperations &f) { return f.fileExists(""); }) << invalid << "";
+    QTest::newRow("deleteFile")          << F([](IFSOperations &f) { return f.deleteFile("", true); }) << invalid << "";
+    QTest::newRow("directoryExists")     << F([](IFSOperations &f) { return f.directoryExists(""); }) << "false" << "Empty path ...";
+    QTest::newRow("deleteDirectory")     << F([](IFSOperations &f) { return f.deleteDirectory("", true); }) << "false" << "Empty path ...";
+    QTest::newRow("cleanDirectory")      << F([](IFSOperations &f) { return f.cleanDirectory("", true); }) << "false" << "Empty path ...";
+    QTest::newRow("copyDirectory src")   << F([](IFSOperations &f) { return f.copyDirectory("", "/x"); }) << "false" << "Empty src path ...";
+    QTest::newRow("copyFile dst")        << F([](IFSOperations &f) { return f.copyFile("/x", "", true, true, true); }) << "false" << "Empty dest path ...";
+    QTest::newRow("moveFile src")        << F([](IFSOperations &f) { return f.moveFile("", "/x", true, true); }) << "false" << "Empty src path ...";
+    QTest::newRow("renameDirectory dst") << F([](IFSOperations &f) { return f.renameDirectory("/x", ""); }) << "false" << "Empty dest path ...";
+    QTest::newRow("createDirectory")     << F([n](IFSOperations &f) { return f.createDirectory("", n, n, n, Attr(), true); }) << "false" << "Empty path ...";
+    QTest::newRow("setTimeStamps")       << F([n](IFSOperations &f) { return f.setTimeStamps("", n, n, n, false); }) << "false" << "Empty path ...";
+    QTest::newRow("isSymbolicLink")      << F([](IFSOperations &f) { return f.isSymbolicLink(""); }) << "false" << "Empty path ...";
+    QTest::newRow("removeAttributes")    << F([](IFSOperations &f) { return f.removeAttributes("/x", IFSOperations::ReadOnly); }) << "false" << "not implemented";
+    // clang-format on
 }
 
 void tst_CMacFSOperations::emptyPaths()
 {
-    QFETCH(std::function<bool(IFSOperations &)>, call);
+    using F = std::function<bool(IFSOperations &)>;
+    QFETCH(F, call);
     QFETCH(QString, expected);
     QFETCH(QString, logged);
     BvTest::MessageCapture capture;
@@ -283,14 +253,12 @@ void tst_CMacFSOperations::deleteDirectoryOutcomes_data()
     QTest::addColumn<bool>("force");
     QTest::addColumn<QString>("expected");
     QTest::addColumn<bool>("remains");
-    QTest::newRow("non-empty without force") << "dir" << false << "false" << true;
-    QTest::newRow("empty without force") << "empty" << false << "true" << false;
-    QTest::newRow("missing") << "missing" << true
-                             << "DoesNotExist: File not found: %1 / Specified file doesn't exist"
-                             << false;
-    QTest::newRow("regular file")
-        << "file" << true
-        << "FileSystemException: %1 is not a directory / Specified path is not a directory" << true;
+    // clang-format off
+    QTest::newRow("non-empty without force") << "dir"     << false << "false" << true;
+    QTest::newRow("empty without force")     << "empty"   << false << "true"  << false;
+    QTest::newRow("missing")                 << "missing" << true  << "DoesNotExist: File not found: %1 / Specified file doesn't exist" << false;
+    QTest::newRow("regular file")            << "file"    << true  << "FileSystemException: %1 is not a directory / Specified path is not a directory" << true;
+    // clang-format on
 }
 
 void tst_CMacFSOperations::deleteDirectoryOutcomes()
@@ -381,17 +349,13 @@ void tst_CMacFSOperations::copyFile_data()
     QTest::addColumn<bool>("overwrite");
     QTest::addColumn<QString>("expected");
     QTest::addColumn<QByteArray>("result");
-    QTest::newRow("new file") << "copy" << false << false << "true" << QByteArray("data");
-    QTest::newRow("overwrite keeps longer tail")
-        << "long" << false << true << "true" << QByteArray("dataLONGER");
-    QTest::newRow("existing without overwrite")
-        << "long" << false << false << "FileExists: Destination already exists: %1"
-        << QByteArray("0123LONGER");
-    QTest::newRow("missing folder with force")
-        << "new/er/copy" << true << false << "true" << QByteArray("data");
-    QTest::newRow("missing folder without force")
-        << "new/copy" << false << false << "DoesNotExist: Specified path doesn't exist: %1"
-        << QByteArray("<missing>");
+    // clang-format off
+    QTest::newRow("new file")                     << "copy"        << false << false << "true" << QByteArray("data");
+    QTest::newRow("overwrite keeps longer tail")  << "long"        << false << true  << "true" << QByteArray("dataLONGER");
+    QTest::newRow("existing without overwrite")   << "long"        << false << false << "FileExists: Destination already exists: %1" << QByteArray("0123LONGER");
+    QTest::newRow("missing folder with force")    << "new/er/copy" << true  << false << "true" << QByteArray("data");
+    QTest::newRow("missing folder without force") << "new/copy"    << false << false << "DoesNotExist: Specified path doesn't exist: %1" << QByteArray("<missing>");
+    // clang-format on
 }
 
 void tst_CMacFSOperations::copyFile()
@@ -433,17 +397,13 @@ void tst_CMacFSOperations::createDirectory_data()
     QTest::addColumn<int>("attributes");
     QTest::addColumn<QString>("expected");
     QTest::addColumn<int>("mode");
-    QTest::newRow("three missing levels, forced") << "x/y/z" << true << 0 << "true" << 0700;
-    QTest::newRow("missing parent, not forced")
-        << "x/y/z" << false << 0 << "DoesNotExist: Specified path doesn't exist: %1" << 0;
-    QTest::newRow("existing, even forced")
-        << "dir" << true << 0
-        << "DirectoryExists: Destination already exists: %1 / Specified directory already exists"
-        << 0755;
-    QTest::newRow("read-only") << "ro" << false << 2 << "true" << 0500;
-    QTest::newRow("over a file")
-        << "file" << false << 0
-        << "FileSystemException: %1 is not a directory / Specified path is not a directory" << 0644;
+    // clang-format off
+    QTest::newRow("three missing levels, forced") << "x/y/z" << true  << 0 << "true" << 0700;
+    QTest::newRow("missing parent, not forced")   << "x/y/z" << false << 0 << "DoesNotExist: Specified path doesn't exist: %1" << 0;
+    QTest::newRow("existing, even forced")        << "dir"   << true  << 0 << "DirectoryExists: Destination already exists: %1 / Specified directory already exists" << 0755;
+    QTest::newRow("read-only")                    << "ro"    << false << 2 << "true" << 0500;
+    QTest::newRow("over a file")                  << "file"  << false << 0 << "FileSystemException: %1 is not a directory / Specified path is not a directory" << 0644;
+    // clang-format on
 }
 
 void tst_CMacFSOperations::createDirectory()
@@ -501,44 +461,22 @@ void tst_CMacFSOperations::moveAndRename_data()
     QTest::addColumn<bool>("flag");
     QTest::addColumn<QString>("expected");
     QTest::addColumn<bool>("moved");
-    QTest::newRow("move onto existing, overwrite") << "moveFile"
-                                                   << "file"
-                                                   << "other" << true << "true" << true;
-    QTest::newRow("move onto existing")
-        << "moveFile"
-        << "file"
-        << "other" << false << "FileExists: Destination already exists: %2" << false;
-    // Names equal but for case are one entry on a case-insensitive volume.
-    QTest::newRow("move changing only case") << "moveFile"
-                                             << "file"
-                                             << "FILE" << false << "true" << true;
-    QTest::newRow("move into missing folder, forced") << "moveFile"
-                                                      << "file"
-                                                      << "p/q/file" << true << "true" << true;
-    QTest::newRow("move missing source")
-        << "moveFile"
-        << "gone"
-        << "x" << false << "DoesNotExist: Source doesn't exists: %1 / Specified file doesn't exist"
-        << false;
-    QTest::newRow("move directory, forced") << "moveDirectory"
-                                            << "dir"
-                                            << "p/dir" << true << "true" << true;
-    QTest::newRow("rename file") << "renameFile"
-                                 << "file"
-                                 << "renamed" << false << "true" << true;
-    QTest::newRow("rename file across folders")
-        << "renameFile"
-        << "file"
-        << "dir/file" << false << "FileSystemException: Paths not equal / Invalid parameter"
-        << false;
-    QTest::newRow("rename directory across folders")
-        << "renameDirectory"
-        << "dir"
-        << "other-dir/dir" << false << "FileSystemException: Paths not equal / Invalid parameter"
-        << false;
-    QTest::newRow("rename directory") << "renameDirectory"
-                                      << "dir"
-                                      << "folder" << false << "true" << true;
+    const QString notEqual
+        = QStringLiteral("FileSystemException: Paths not equal / Invalid parameter");
+    // Names equal but for case are one entry on a case-insensitive volume, so such a move
+    // must not be refused as "exists".
+    // clang-format off
+    QTest::newRow("move onto existing, overwrite")   << "moveFile" << "file" << "other" << true  << "true" << true;
+    QTest::newRow("move onto existing")              << "moveFile" << "file" << "other" << false << "FileExists: Destination already exists: %2" << false;
+    QTest::newRow("move changing only case")         << "moveFile" << "file" << "FILE"  << false << "true" << true;
+    QTest::newRow("move into missing folder")        << "moveFile" << "file" << "p/q/file" << true << "true" << true;
+    QTest::newRow("move missing source")             << "moveFile" << "gone" << "x"     << false << "DoesNotExist: Source doesn't exists: %1 / Specified file doesn't exist" << false;
+    QTest::newRow("move directory, forced")          << "moveDirectory" << "dir" << "p/dir" << true << "true" << true;
+    QTest::newRow("rename file")                     << "renameFile" << "file" << "renamed" << false << "true" << true;
+    QTest::newRow("rename file across folders")      << "renameFile" << "file" << "dir/file" << false << notEqual << false;
+    QTest::newRow("rename directory across folders") << "renameDirectory" << "dir" << "other-dir/dir" << false << notEqual << false;
+    QTest::newRow("rename directory")                << "renameDirectory" << "dir" << "folder" << false << "true" << true;
+    // clang-format on
 }
 
 void tst_CMacFSOperations::moveAndRename()
@@ -697,62 +635,22 @@ void tst_CMacFSOperations::injectedFailures_data()
     QTest::addColumn<QString>("logged");
     QTest::addColumn<QStringList>("gone");
     QTest::addColumn<QStringList>("present");
-
-    const QString copyFailed
-        = QStringLiteral("FileSystemException: createDirectory failed. Errno: %1");
-    QTest::newRow("write fails with EIO")
-        << QByteArray("copyFile") << "big"
-        << "out"
-        << "BV_FAULT_WRITE=/out:0:EIO" << copyFailed.arg(EIO) << "fdcopy ] Could not write."
-        << QStringList {"out"} << QStringList {"big"};
-    QTest::newRow("write fails with ENOSPC")
-        << QByteArray("copyFile") << "big"
-        << "out"
-        << "BV_FAULT_WRITE=/out:16384:ENOSPC" << copyFailed.arg(ENOSPC)
-        << "file_copy ] fdcopy failed" << QStringList {"out"} << QStringList {"big"};
-    QTest::newRow("write cut short")
-        << QByteArray("copyFile") << "big"
-        << "out"
-        << "BV_FAULT_WRITE=/out:5000" << copyFailed.arg(EIO) << "fdcopy ] Could not write."
-        << QStringList {"out"} << QStringList {"big"};
-    QTest::newRow("read fails") << QByteArray("copyFile") << "big"
-                                << "out"
-                                << "BV_FAULT_READ=/big" << copyFailed.arg(EIO)
-                                << "fdcopy ] Could not read." << QStringList {"out"}
-                                << QStringList {"big"};
-    QTest::newRow("source unreadable")
-        << QByteArray("copyFile") << "big"
-        << "out"
-        << "BV_FAULT_OPEN=/big:EACCES" << copyFailed.arg(EACCES)
-        << "file_copy ] Could not open  \"%1\"" << QStringList {"out"} << QStringList {"big"};
-    QTest::newRow("mode not copied")
-        << QByteArray("copyFile") << "big"
-        << "out"
-        << "BV_FAULT_CHMOD=/out" << copyFailed.arg(EPERM) << "file_copy ] chmod failed for  \"%2\""
-        << QStringList {} << QStringList {"out"};
-    QTest::newRow("no d_type: delete") << QByteArray("deleteDirectory") << "tree"
-                                       << ""
-                                       << "BV_FAULT_DTUNKNOWN=1"
-                                       << "true"
-                                       << "" << QStringList {"tree"} << QStringList {};
-    QTest::newRow("no d_type: copy")
-        << QByteArray("copyDirectory") << "tree"
-        << "copy"
-        << "BV_FAULT_DTUNKNOWN=1"
-        << "true"
-        << "" << QStringList {} << QStringList {"copy/sub/inner", "copy/top"};
-    QTest::newRow("stamping fails: rolled back")
-        << QByteArray("createDirectory") << "made"
-        << ""
-        << "BV_FAULT_UTIME=/made"
-        << "false"
-        << "createDirectory ] could not set TimeStamp \"%1\"" << QStringList {"made"}
-        << QStringList {};
-    QTest::newRow("stamping and rollback fail") << QByteArray("createDirectory") << "made"
-                                                << ""
-                                                << "BV_FAULT_UTIME=/made;BV_FAULT_UNLINK=/made"
-                                                << "FileSystemException: ERROR at ROLLBACK: %1"
-                                                << "" << QStringList {} << QStringList {"made"};
+    const QString failed = QStringLiteral("FileSystemException: createDirectory failed. Errno: %1");
+    const QByteArray copy("copyFile");
+    const QByteArray create("createDirectory");
+    using L = QStringList;
+    // clang-format off
+    QTest::newRow("write fails with EIO")    << copy << "big" << "out" << "BV_FAULT_WRITE=/out:0:EIO" << failed.arg(EIO) << "fdcopy ] Could not write." << L {"out"} << L {"big"};
+    QTest::newRow("write fails with ENOSPC") << copy << "big" << "out" << "BV_FAULT_WRITE=/out:16384:ENOSPC" << failed.arg(ENOSPC) << "file_copy ] fdcopy failed" << L {"out"} << L {"big"};
+    QTest::newRow("write cut short")         << copy << "big" << "out" << "BV_FAULT_WRITE=/out:5000" << failed.arg(EIO) << "fdcopy ] Could not write." << L {"out"} << L {"big"};
+    QTest::newRow("read fails")              << copy << "big" << "out" << "BV_FAULT_READ=/big" << failed.arg(EIO) << "fdcopy ] Could not read." << L {"out"} << L {"big"};
+    QTest::newRow("source unreadable")       << copy << "big" << "out" << "BV_FAULT_OPEN=/big:EACCES" << failed.arg(EACCES) << "file_copy ] Could not open  \"%1\"" << L {"out"} << L {"big"};
+    QTest::newRow("mode not copied")         << copy << "big" << "out" << "BV_FAULT_CHMOD=/out" << failed.arg(EPERM) << "file_copy ] chmod failed for  \"%2\"" << L {} << L {"out"};
+    QTest::newRow("no d_type: delete")       << QByteArray("deleteDirectory") << "tree" << "" << "BV_FAULT_DTUNKNOWN=1" << "true" << "" << L {"tree"} << L {};
+    QTest::newRow("no d_type: copy")         << QByteArray("copyDirectory") << "tree" << "copy" << "BV_FAULT_DTUNKNOWN=1" << "true" << "" << L {} << L {"copy/sub/inner", "copy/top"};
+    QTest::newRow("stamping fails")          << create << "made" << "" << "BV_FAULT_UTIME=/made" << "false" << "createDirectory ] could not set TimeStamp \"%1\"" << L {"made"} << L {};
+    QTest::newRow("rollback fails too")      << create << "made" << "" << "BV_FAULT_UTIME=/made;BV_FAULT_UNLINK=/made" << "FileSystemException: ERROR at ROLLBACK: %1" << "" << L {} << L {"made"};
+    // clang-format on
 }
 
 void tst_CMacFSOperations::injectedFailures()
