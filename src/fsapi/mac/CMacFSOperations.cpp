@@ -9,6 +9,11 @@
 //   name that is not valid UTF-8 is still deleted and copied.
 // - errno is saved right after a failing call, before logging or string work can change
 //   it, and restored where a caller goes on to read it.
+// - While cleanDirectory lists a folder, the existence checks and removals of that folder's
+//   own entries (reached through the table as usual) work relative to the listed folder's
+//   descriptor (fstatat/unlinkat) instead of walking the whole path again. Same entries,
+//   same outcome; a tree deletion stays close to rm -rf and cannot be redirected by a
+//   renamed ancestor midway.
 // - Debug lines are only formatted when debug output is enabled: a tree walk writes two
 //   of them per copied file.
 
@@ -56,6 +61,8 @@
 
 namespace {
 
+QByteArray encodeView(QStringView path);
+
 bool debugEnabled()
 {
     const QLoggingCategory *category = QLoggingCategory::defaultCategory();
@@ -86,14 +93,93 @@ int openPath(const QByteArray &path, int flags, mode_t mode)
     return retryOnEintr([&] { return ::open(path.constData(), flags, mode); });
 }
 
+// The folder a cleanDirectory walk is listing on this thread, innermost first.
+struct WalkFolder
+{
+    const QString &path;
+    int fd;
+    WalkFolder *outer;
+};
+thread_local WalkFolder *t_walk = nullptr;
+
+class WalkScope
+{
+public:
+    WalkScope(const QString &path, int fd)
+        : m_Folder {path, fd, t_walk}
+    {
+        t_walk = &m_Folder;
+    }
+    ~WalkScope() { t_walk = m_Folder.outer; }
+    WalkScope(const WalkScope &) = delete;
+    WalkScope &operator=(const WalkScope &) = delete;
+
+private:
+    WalkFolder m_Folder;
+};
+
+// True when path names an entry directly inside the folder being listed; its name is
+// then relative to fd.
+bool inWalkFolder(const QString &path, QByteArray &name, int &fd)
+{
+    const WalkFolder *walk = t_walk;
+    if (!walk)
+        return false;
+    const QString &folder = walk->path;
+    const bool separated = folder.endsWith(QLatin1Char('/'));
+    const qsizetype prefix = folder.size() + (separated ? 0 : 1);
+    if (path.size() <= prefix || !path.startsWith(folder)
+        || (!separated && path.at(folder.size()) != QLatin1Char('/')))
+        return false;
+    const QStringView rest = QStringView(path).mid(prefix);
+    if (rest.contains(QLatin1Char('/')))
+        return false;
+    name = encodeView(rest);
+    fd = walk->fd;
+    return true;
+}
+
+// lstat, relative to the listed folder where possible.
+int lstatEntry(const QString &path, struct stat *st)
+{
+    QByteArray name;
+    int fd;
+    if (inWalkFolder(path, name, fd))
+        return retryOnEintr(
+            [&] { return ::fstatat(fd, name.constData(), st, AT_SYMLINK_NOFOLLOW); });
+    return lstatPath(CMacFSOperations::encodePath(path), st);
+}
+
+// remove(), relative to the listed folder where possible: unlink, and rmdir for a folder.
+int removeEntry(const QString &path)
+{
+    QByteArray name;
+    int fd;
+    if (!inWalkFolder(path, name, fd))
+        return ::remove(CMacFSOperations::encodePath(path).constData());
+    if (::unlinkat(fd, name.constData(), 0) == 0)
+        return 0;
+    if (errno != EISDIR && errno != EPERM)
+        return -1;
+    return ::unlinkat(fd, name.constData(), AT_REMOVEDIR);
+}
+
 bool isDotOrDotDot(const char *name)
 {
     return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
 }
 
+// Built in one allocation: a tree walk joins one path per entry.
 QString joinPath(const QString &folder, const QString &name)
 {
-    return folder.endsWith(QLatin1Char('/')) ? folder + name : folder + QLatin1Char('/') + name;
+    const bool separated = folder.endsWith(QLatin1Char('/'));
+    QString path;
+    path.reserve(folder.size() + name.size() + 1);
+    path.append(folder);
+    if (!separated)
+        path.append(QLatin1Char('/'));
+    path.append(name);
+    return path;
 }
 
 QString errnoText(int error)
@@ -163,7 +249,8 @@ int utf8SequenceLength(const unsigned char *data, int i, int size)
 // Names
 // ---------------------------------------------------------------------------
 
-QByteArray CMacFSOperations::encodePath(const QString &path)
+namespace {
+QByteArray encodeView(QStringView path)
 {
     const QChar *begin = path.constData();
     const QChar *end = begin + path.size();
@@ -177,13 +264,19 @@ QByteArray CMacFSOperations::encodePath(const QString &path)
         if (unit >= 0xDC80 && unit <= 0xDCFF) {
             bytes.append(char(unit - 0xDC00));
         } else if (c->isHighSurrogate() && c + 1 != end && (c + 1)->isLowSurrogate()) {
-            bytes.append(QString(c, 2).toUtf8());
+            bytes.append(QStringView(c, 2).toUtf8());
             ++c;
         } else {
-            bytes.append(QString(*c).toUtf8());
+            bytes.append(QStringView(c, 1).toUtf8());
         }
     }
     return bytes;
+}
+} // namespace
+
+QByteArray CMacFSOperations::encodePath(const QString &path)
+{
+    return encodeView(path);
 }
 
 QString CMacFSOperations::decodePath(const QByteArray &bytes)
@@ -242,7 +335,7 @@ bool CMacFSOperations::fileExists(const QString &path)
     if (path.isEmpty())
         FS_THROW_INVALID(QStringLiteral("Empty path"));
     struct stat st;
-    if (lstatPath(encodePath(path), &st) != 0)
+    if (lstatEntry(path, &st) != 0)
         return false;
     if (!S_ISDIR(st.st_mode))
         return true;
@@ -257,7 +350,7 @@ bool CMacFSOperations::directoryExists(const QString &path)
         return false;
     }
     struct stat st;
-    if (lstatPath(encodePath(path), &st) != 0)
+    if (lstatEntry(path, &st) != 0)
         return false;
     if (S_ISDIR(st.st_mode))
         return true;
@@ -311,7 +404,7 @@ bool CMacFSOperations::deleteFile(const QString &path, bool)
     if (!fileExists(path))
         FS_THROW_SUB(
             DoesNotExist, QLatin1String("File not found: ") + path, "Specified file doesn't exist");
-    if (::remove(encodePath(path).constData()) == 0)
+    if (removeEntry(path) == 0)
         return true;
     const int error = errno;
     FS_THROW_SYSTEM(FileSystemException,
@@ -330,7 +423,7 @@ bool CMacFSOperations::deleteDirectory(const QString &path, bool force)
             DoesNotExist, QLatin1String("File not found: ") + path, "Specified file doesn't exist");
     if (force)
         cleanDirectory(path, true); // throws on real failures; its answer adds nothing
-    if (::remove(encodePath(path).constData()) == 0)
+    if (removeEntry(path) == 0)
         return true;
     // Left in errno for cleanDirectory, which reports the last failure of its walk.
     const int error = errno;
@@ -348,33 +441,38 @@ bool CMacFSOperations::cleanDirectory(const QString &path, bool recursive)
         BV_CRITICAL() << "directory doesn't exists" << path;
         return false;
     }
-    const QByteArray folder = encodePath(path);
-    DIR *dir = ::opendir(folder.constData());
+    DIR *dir = ::opendir(encodePath(path).constData());
     if (!dir)
         return true; // nothing we can list is nothing to clean
 
     bool done = true;
     int lastError = 0;
-    while (const dirent *entry = ::readdir(dir)) {
-        if (isDotOrDotDot(entry->d_name))
-            continue;
-        const QByteArray name(entry->d_name);
-        const QString child = joinPath(path, decodePath(name));
-        bool isDirectory = entry->d_type == DT_DIR;
-        if (entry->d_type == DT_UNKNOWN) {
-            // Not every file system fills in d_type; never take a folder for a file.
-            struct stat st;
-            isDirectory = lstatPath(folder + '/' + name, &st) == 0 && S_ISDIR(st.st_mode);
-        }
-        if (isDirectory) {
-            if (!recursive)
+    try {
+        const WalkScope scope(path, ::dirfd(dir));
+        while (const dirent *entry = ::readdir(dir)) {
+            if (isDotOrDotDot(entry->d_name))
                 continue;
-            done = deleteDirectory(child, true);
-        } else {
-            done = deleteFile(child, false);
+            const QString child = joinPath(path, decodePath(QByteArray(entry->d_name)));
+            bool isDirectory = entry->d_type == DT_DIR;
+            if (entry->d_type == DT_UNKNOWN) {
+                // Not every file system fills in d_type; never take a folder for a file.
+                struct stat st;
+                isDirectory = ::fstatat(::dirfd(dir), entry->d_name, &st, AT_SYMLINK_NOFOLLOW) == 0
+                    && S_ISDIR(st.st_mode);
+            }
+            if (isDirectory) {
+                if (!recursive)
+                    continue;
+                done = deleteDirectory(child, true);
+            } else {
+                done = deleteFile(child, false);
+            }
+            // The walk goes on regardless; only the last entry's outcome is reported.
+            lastError = done ? 0 : errno;
         }
-        // The walk goes on regardless; only the last entry's outcome is reported.
-        lastError = done ? 0 : errno;
+    } catch (...) {
+        ::closedir(dir);
+        throw;
     }
     ::closedir(dir);
 
