@@ -33,6 +33,7 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
+#include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utime.h>
@@ -159,9 +160,15 @@ int removeEntry(const QString &path)
         return ::remove(CMacFSOperations::encodePath(path).constData());
     if (::unlinkat(fd, name.constData(), 0) == 0)
         return 0;
-    if (errno != EISDIR && errno != EPERM)
+    // Linux answers EISDIR for a folder, macOS EPERM; an EPERM for a file must survive.
+    const int error = errno;
+    if (error != EISDIR && error != EPERM)
         return -1;
-    return ::unlinkat(fd, name.constData(), AT_REMOVEDIR);
+    if (::unlinkat(fd, name.constData(), AT_REMOVEDIR) == 0)
+        return 0;
+    if (errno == ENOTDIR)
+        errno = error;
+    return -1;
 }
 
 bool isDotOrDotDot(const char *name)
@@ -519,7 +526,9 @@ bool CMacFSOperations::copyDirContents(const QString &src, const QString &dst)
 
     bool done = true;
     int lastError = 0;
-    DIR *dir = ::opendir(encodePath(src).constData());
+    const std::unique_ptr<DIR, int (*)(DIR *)> listing(
+        ::opendir(encodePath(src).constData()), &::closedir);
+    DIR *dir = listing.get();
     if (!dir) {
         lastError = errno;
         done = false;
@@ -570,8 +579,6 @@ bool CMacFSOperations::copyDirContents(const QString &src, const QString &dst)
         }
         FS_DEBUG() << "finished" << srcPath << dstPath << (done ? "true" : "false");
     }
-    if (dir)
-        ::closedir(dir);
 
     if (!done && lastError != 0 && lastError != ESPIPE)
         FS_THROW_SYSTEM(FileSystemException,
