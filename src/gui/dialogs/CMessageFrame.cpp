@@ -34,8 +34,8 @@ CMessageFrame::CMessageFrame(QFrame *frame, QLabel *label, QObject *parent)
 {
     m_TimeLine.setUpdateInterval(80);
 
-    bool connResult = static_cast<bool>(connect(&m_TimeLine, &QTimeLine::valueChanged, this,
-        &CMessageFrame::onTimeLineValueChanged));
+    bool connResult = static_cast<bool>(connect(
+        &m_TimeLine, &QTimeLine::valueChanged, this, &CMessageFrame::onTimeLineValueChanged));
     BV_ASSERT_THROW(connResult);
     connResult = static_cast<bool>(
         connect(&m_TimeLine, &QTimeLine::finished, this, &CMessageFrame::onTimeLineFinished));
@@ -63,8 +63,8 @@ void CMessageFrame::open(const QString &text, QPair<QString, QVariant> property)
     BV_CHECK_BOUND();
 
     // Only a strip running backwards could need the same text shown again.
-    const bool runningBackwards = m_TimeLine.direction() == QTimeLine::Backward
-        && m_TimeLine.state() == QTimeLine::Running;
+    const bool runningBackwards
+        = m_TimeLine.direction() == QTimeLine::Backward && m_TimeLine.state() == QTimeLine::Running;
     if (m_Label->text() == text && !runningBackwards)
         return;
 

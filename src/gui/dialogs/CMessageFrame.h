@@ -18,8 +18,8 @@ class CMessageFrame : public QObject
 
 public:
     // A null frame or label is accepted; bind the pair later with setFrameAndLabel().
-    explicit CMessageFrame(QFrame *frame = nullptr, QLabel *label = nullptr,
-        QObject *parent = nullptr);
+    explicit CMessageFrame(
+        QFrame *frame = nullptr, QLabel *label = nullptr, QObject *parent = nullptr);
 
     // Binds the pair and closes the strip at once (hidden, 0 high, empty label).
     void setFrameAndLabel(QFrame *frame, QLabel *label);
