@@ -2,7 +2,7 @@
 // uninstall: for looking at the design and for the screenshots in docs/.
 //
 //   bv_uninstaller_preview [--page start|progress|error|done] [--message TEXT]
-//                          [--kind error|warning|info|success] [--progress N]
+//                          [--arg TEXT] [--kind error|warning|info|success] [--progress N]
 //                          [--lang de] [--no-keys] [--style FILE] [--quit-after MS]
 //
 // Prints "ready <window id>" on standard output once the state is shown.
@@ -43,6 +43,7 @@ int main(int argc, char *argv[])
     parser.addOption({"page", "start, progress, error or done.", "page", "start"});
     parser.addOption({"message", "The error strip's text.", "text",
         QStringLiteral("Unable to uninstall Brisvane")});
+    parser.addOption({"arg", "Fills the message's %1.", "text"});
     parser.addOption({"kind", "The strip's messageType property.", "kind"});
     parser.addOption({"progress", "The progress bar's value.", "value", "50"});
     parser.addOption({"lang", "Language of the staged catalogues.", "code"});
@@ -115,7 +116,10 @@ int main(int argc, char *argv[])
         QPair<QString, QVariant> property;
         if (parser.isSet("kind"))
             property = {QStringLiteral("messageType"), parser.value("kind")};
-        strip.open(tr(parser.value("message").toUtf8().constData()), property);
+        QString message = tr(parser.value("message").toUtf8().constData());
+        if (parser.isSet("arg"))
+            message = message.arg(parser.value("arg"));
+        strip.open(message, property);
     } else {
         QTimer::singleShot(300, &window, [&window] { announce(window); });
     }

@@ -13,7 +13,10 @@ if [ -z "${BV_IN_XVFB:-}" ]; then
     # A private HOME: nothing the toolkit writes may land in the real one.
     home=$(mktemp -d)
     trap 'rm -rf "$home"' EXIT
-    HOME=$home BV_IN_XVFB=1 exec xvfb-run -a -s "-screen 0 800x600x24" "$0" "$build" "$out"
+    mkdir -m 700 "$home/runtime"
+    HOME=$home XDG_RUNTIME_DIR=$home/runtime XDG_CONFIG_HOME=$home/.config \
+        XDG_CACHE_HOME=$home/.cache BV_IN_XVFB=1 xvfb-run -a -s "-screen 0 800x600x24" "$0" "$build" "$out"
+    exit
 fi
 
 shot() {
@@ -33,6 +36,6 @@ shot uninstaller-start --page start
 shot uninstaller-error --page error --message "Unable to uninstall Brisvane"
 shot uninstaller-progress --page progress --progress 50
 shot uninstaller-done --page done
-shot uninstaller-error-de --page error --lang de \
+shot uninstaller-error-de --page error --lang de --arg "/Users/anna/.config/Brisvane" \
     --message "Failed to delete %1.
 Please delete by yourself."

@@ -81,8 +81,8 @@
     <message>
         <source>Failed to delete %1.
 Please delete by yourself.</source>
-        <translation>%1 konnte nicht gelöscht werden.
-Bitte löschen Sie es selbst.</translation>
+        <translation>Löschen fehlgeschlagen: %1
+Bitte selbst löschen.</translation>
     </message>
     <message>
         <source>Unable to uninstall Brisvane</source>
