@@ -1,6 +1,7 @@
 #include "system/CProcess.h"
 
 #include "BvTestSupport.h"
+#include "LogLines.h"
 #include "TargetProcess.h"
 
 #include <QElapsedTimer>
@@ -56,27 +57,9 @@ int probeCount(const BvTest::MessageCapture &capture, qint64 pid)
     return count;
 }
 
-// The captured lines of `type` in a stable form: "function: text" for diagnostic lines of
-// this module, assertion lines with their line number blanked out.
 QStringList lines(const BvTest::MessageCapture &capture, QtMsgType type)
 {
-    static const QRegularExpression prefix(
-        QStringLiteral("^\\[ -1 : MainThread \\] \\[ CProcess_unix : \\d+ : (\\w+) \\] "));
-    static const QRegularExpression lineNumber(QStringLiteral(", line \\d+$"));
-    QStringList result;
-    const QStringList messages = capture.messages();
-    const QList<QtMsgType> types = capture.types();
-    for (int i = 0; i < messages.size(); ++i) {
-        if (types.at(i) != type)
-            continue;
-        QString message = messages.at(i);
-        const QRegularExpressionMatch match = prefix.match(message);
-        if (match.hasMatch())
-            message
-                = match.captured(1) + QStringLiteral(": ") + message.mid(match.capturedLength());
-        result << message.replace(lineNumber, QStringLiteral(", line N"));
-    }
-    return result;
+    return logLines(capture, type, QStringLiteral("CProcess_unix"));
 }
 
 QString psAssert(const char *condition)

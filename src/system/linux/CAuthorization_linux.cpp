@@ -14,8 +14,8 @@
 #endif
 
 #include "CPolkitEnvironment.h"
-#include "CTwoWayPipe.h"
 #include "system/mac/CAuthorizationBackend.h"
+#include "system/unix/CTwoWayPipe.h"
 
 #include <QList>
 

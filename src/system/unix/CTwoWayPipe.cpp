@@ -15,12 +15,10 @@
 
 #include "CTwoWayPipe.h"
 
-#ifdef __APPLE__
-#error "Linux only: Authorization Services start the privileged tool on macOS"
-#endif
 
 #include <cerrno>
 #include <csignal>
+#include <initializer_list>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -96,16 +94,21 @@ bool writeAll(int fd, const char *data, ssize_t size)
 int spawnOverTwoWayPipe(const char *const argv[], pid_t *childPid)
 {
     int sockets[2];
-    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) < 0)
+    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, sockets) < 0)
         return -1;
     int input[2];
-    if (::pipe2(input, O_CLOEXEC) < 0) {
+    if (::pipe(input) < 0) {
         const int savedErrno = errno;
         ::close(sockets[0]);
         ::close(sockets[1]);
         errno = savedErrno;
         return -1;
     }
+
+    // Keep the descriptors out of programs started meanwhile by other threads (as far as
+    // the platform lets us without pipe2).
+    for (const int fd : {sockets[0], sockets[1], input[0], input[1]})
+        ::fcntl(fd, F_SETFD, FD_CLOEXEC);
 
     const pid_t relay = ::fork();
     if (relay == 0) {
