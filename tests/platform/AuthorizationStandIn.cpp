@@ -69,12 +69,12 @@ OSStatus AuthorizationCreate(const AuthorizationRights *rights,
 
 OSStatus AuthorizationFree(AuthorizationRef authorization, AuthorizationFlags flags)
 {
-    s_Calls << QStringLiteral("AuthorizationFree flags=%1%2").arg(flags).arg(session(authorization));
+    s_Calls
+        << QStringLiteral("AuthorizationFree flags=%1%2").arg(flags).arg(session(authorization));
     if (s_Sessions.remove(authorization)) {
         for (const pid_t tool : authorization->tools) {
             int status = 0;
-            while (::waitpid(tool, &status, 0) < 0 && errno == EINTR) {
-            }
+            while (::waitpid(tool, &status, 0) < 0 && errno == EINTR) { }
             s_Calls << QStringLiteral("tool exited %1").arg(WEXITSTATUS(status));
         }
         delete authorization;
@@ -122,11 +122,10 @@ OSStatus AuthorizationRightSet(AuthorizationRef authRef, const char *rightName,
     return s_Answers.rightSet;
 }
 
-OSStatus AuthorizationExecuteWithPrivileges(AuthorizationRef authorization,
-    const char *pathToTool, AuthorizationFlags options, char *const *arguments,
-    FILE **communicationsPipe)
+OSStatus AuthorizationExecuteWithPrivileges(AuthorizationRef authorization, const char *pathToTool,
+    AuthorizationFlags options, char *const *arguments, FILE **communicationsPipe)
 {
-    std::vector<const char *> argv{pathToTool};
+    std::vector<const char *> argv {pathToTool};
     QStringList shown;
     for (char *const *argument = arguments; argument && *argument; ++argument) {
         argv.push_back(*argument);

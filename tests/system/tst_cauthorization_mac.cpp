@@ -11,8 +11,7 @@ using AuthorizationStandIn::Answers;
 
 namespace {
 
-const QString C_CREATE
-    = QStringLiteral("AuthorizationCreate rights=null environment=null flags=0");
+const QString C_CREATE = QStringLiteral("AuthorizationCreate rights=null environment=null flags=0");
 const QString C_FREE = QStringLiteral("AuthorizationFree flags=8");
 const QString C_EXECUTE = QStringLiteral(
     "AuthorizationExecuteWithPrivileges /bin/sh options=0 arguments=[/dev/stdin] pipe=set");
@@ -63,8 +62,7 @@ class tst_CAuthorizationMac : public QObject
 public:
     explicit tst_CAuthorizationMac(const QString &beforeApplication)
         : m_BeforeApplication(beforeApplication)
-    {
-    }
+    { }
 
 private slots:
     void reverseDomainName();
@@ -102,40 +100,40 @@ void tst_CAuthorizationMac::authorizeAsAdmin_data()
 
     const QString space = QStringLiteral("com.brisvane.test");
     const QString right = QStringLiteral("com.brisvane.test.admin");
-    const QString connectFailed = QStringLiteral(
-        "initialize: failed to connect to authorization services. Err: -60008");
+    const QString connectFailed
+        = QStringLiteral("initialize: failed to connect to authorization services. Err: -60008");
 
     QTest::newRow("right exists") << answers(0, 0) << space << true
-                                  << QStringList{C_CREATE, rightGet(right), C_FREE}
+                                  << QStringList {C_CREATE, rightGet(right), C_FREE}
                                   << QStringList();
     QTest::newRow("right exists, no session")
-        << answers(-60008, 0) << space << true << QStringList{C_CREATE, rightGet(right)}
-        << QStringList{connectFailed};
+        << answers(-60008, 0) << space << true << QStringList {C_CREATE, rightGet(right)}
+        << QStringList {connectFailed};
     QTest::newRow("empty name space")
         << answers(0, 0) << QString() << true
-        << QStringList{C_CREATE, rightGet(QStringLiteral("com.brisvane.brisvane.admin")), C_FREE}
+        << QStringList {C_CREATE, rightGet(QStringLiteral("com.brisvane.brisvane.admin")), C_FREE}
         << QStringList();
     QTest::newRow("created and acquired")
         << answers(0, -60005, 0, 0) << space << true
-        << QStringList{C_CREATE, rightGet(right), rightSet(right), copyRights(right), C_FREE}
+        << QStringList {C_CREATE, rightGet(right), rightSet(right), copyRights(right), C_FREE}
         << QStringList();
     QTest::newRow("created, dialog cancelled")
         << answers(0, -60005, 0, -60006) << space << false
-        << QStringList{C_CREATE, rightGet(right), rightSet(right), copyRights(right), C_FREE}
-        << QStringList{
+        << QStringList {C_CREATE, rightGet(right), rightSet(right), copyRights(right), C_FREE}
+        << QStringList {
                QStringLiteral("acquireRight: failed to aquire right %1. Err: -60006").arg(right),
                QStringLiteral("authorizeAsAdmin: failed to authorize as admin. Err: 0")};
     QTest::newRow("creation refused")
         << answers(0, -60005, -60007) << space << false
-        << QStringList{C_CREATE, rightGet(right), rightSet(right), C_FREE}
-        << QStringList{
+        << QStringList {C_CREATE, rightGet(right), rightSet(right), C_FREE}
+        << QStringList {
                QStringLiteral("authorizeAsAdmin: Could not create default right. Err: -60007")};
     QTest::newRow("not defined, no session")
-        << answers(-60008, -60005) << space << false << QStringList{C_CREATE, rightGet(right)}
-        << QStringList{connectFailed};
+        << answers(-60008, -60005) << space << false << QStringList {C_CREATE, rightGet(right)}
+        << QStringList {connectFailed};
     QTest::newRow("database error")
-        << answers(0, -60008) << space << false << QStringList{C_CREATE, rightGet(right), C_FREE}
-        << QStringList{
+        << answers(0, -60008) << space << false << QStringList {C_CREATE, rightGet(right), C_FREE}
+        << QStringList {
                QStringLiteral("authorizeAsAdmin: failed to authorize as admin. Err: -60008")};
 }
 
@@ -166,12 +164,13 @@ void tst_CAuthorizationMac::shellExecute_data()
     QTest::addColumn<QStringList>("calls");
     QTest::addColumn<QStringList>("messages");
 
-    const QStringList ran{C_CREATE, C_EXECUTE, C_FREE, QStringLiteral("tool exited 0")};
-    QTest::newRow("output collected")
-        << answers(0, 0) << "echo hello" << true << "hello\n" << ran << QStringList();
+    const QStringList ran {C_CREATE, C_EXECUTE, C_FREE, QStringLiteral("tool exited 0")};
+    QTest::newRow("output collected") << answers(0, 0) << "echo hello" << true << "hello\n"
+                                      << ran << QStringList();
     // Without a line of its own, "exit 0" would not run and the shell would end with 1.
     QTest::newRow("last line without line feed")
-        << answers(0, 0) << "echo one\nfalse" << true << "one\n" << ran << QStringList();
+        << answers(0, 0) << "echo one\nfalse" << true << "one\n"
+        << ran << QStringList();
 
     QString longScript;
     QString longOutput;
@@ -182,23 +181,23 @@ void tst_CAuthorizationMac::shellExecute_data()
     QTest::newRow("output beyond one chunk")
         << answers(0, 0) << longScript << true << longOutput << ran << QStringList();
     QTest::newRow("output in pieces")
-        << answers(0, 0) << "printf 'first '; sleep 0.2; echo second" << true
-        << "first second\n" << ran << QStringList();
+        << answers(0, 0) << "printf 'first '; sleep 0.2; echo second" << true << "first second\n"
+        << ran << QStringList();
 
     // The shell stops reading long before the script is written: the write fails, quietly.
     const QString unread = QStringLiteral("exit 3\n") + QString(4 << 20, QLatin1Char('#'));
     QTest::newRow("shell quits before reading the script")
         << answers(0, 0) << unread << false << QString()
-        << QStringList{C_CREATE, C_EXECUTE, C_FREE, QStringLiteral("tool exited 3")}
+        << QStringList {C_CREATE, C_EXECUTE, C_FREE, QStringLiteral("tool exited 3")}
         << QStringList();
     QTest::newRow("execution refused")
         << answers(0, 0, 0, 0, -60031) << "echo hello" << false << QString()
-        << QStringList{C_CREATE, C_EXECUTE, C_FREE}
-        << QStringList{QStringLiteral(
+        << QStringList {C_CREATE, C_EXECUTE, C_FREE}
+        << QStringList {QStringLiteral(
                "shellExecuteWithPrivileges: failed to shell execute with privileges. Err: -60031")};
     QTest::newRow("no session")
-        << answers(-60008, 0) << "echo hello" << false << QString() << QStringList{C_CREATE}
-        << QStringList{QStringLiteral(
+        << answers(-60008, 0) << "echo hello" << false << QString() << QStringList {C_CREATE}
+        << QStringList {QStringLiteral(
                "initialize: failed to connect to authorization services. Err: -60008")};
 }
 
@@ -230,7 +229,7 @@ void tst_CAuthorizationMac::acquireWithoutSession()
     BvTest::MessageCapture capture;
     CAuthorization authorization;
     QVERIFY(!authorization.acquireRight(QLatin1String("com.brisvane.test.admin")));
-    QCOMPARE(AuthorizationStandIn::calls(), QStringList{C_CREATE});
+    QCOMPARE(AuthorizationStandIn::calls(), QStringList {C_CREATE});
     QCOMPARE(criticals(capture).size(), 1);
 }
 
@@ -243,9 +242,9 @@ void tst_CAuthorizationMac::finalizeFailure()
         authorization.finalize();
         QVERIFY(!authorization.acquireRight(QLatin1String("com.brisvane.test.admin")));
     }
-    QCOMPARE(AuthorizationStandIn::calls(), (QStringList{C_CREATE, C_FREE}));
+    QCOMPARE(AuthorizationStandIn::calls(), (QStringList {C_CREATE, C_FREE}));
     QCOMPARE(criticals(capture),
-        QStringList{
+        QStringList {
             QStringLiteral("finalize: failed to free authorization reference. Err: -60008")});
 }
 

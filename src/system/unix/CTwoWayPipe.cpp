@@ -15,7 +15,6 @@
 
 #include "CTwoWayPipe.h"
 
-
 #include <cerrno>
 #include <csignal>
 #include <initializer_list>
