@@ -39,8 +39,24 @@ namespace {
 class TestThread : public CBasicThread
 {
 public:
-    using CBasicThread::CBasicThread;
+    explicit TestThread(const std::string &name)
+        : CBasicThread(name)
+    {
+        connect(
+            this, &CBasicThread::threadSuspended, this, [this] { ++suspensions; },
+            Qt::DirectConnection);
+    }
+    // A failed check must not leave a running thread behind.
+    ~TestThread() override
+    {
+        stop = true;
+        while (getSuspensionRequests() > 0)
+            resumeThread();
+        wait();
+    }
     std::atomic<bool> entered {false};
+    std::atomic<bool> stop {false};
+    std::atomic<int> suspensions {0};
 };
 
 // Polls its state: leaves as soon as it is asked to finish or terminate.
@@ -53,7 +69,7 @@ protected:
     void runMethod() override
     {
         entered = true;
-        while (!isFinished() && !isTerminated()) {
+        while (!stop && !isFinished() && !isTerminated()) {
             checkSuspended();
             QThread::msleep(2);
         }
@@ -69,7 +85,6 @@ public:
         : TestThread(name)
         , m_Limit(limitMs)
     { }
-    std::atomic<bool> stop {false};
 
 protected:
     void runMethod() override
@@ -292,6 +307,7 @@ void tst_CBasicThread::suspension()
     thread.suspendThread();
     QCOMPARE(thread.getSuspensionRequests(), 2);
     QTRY_VERIFY(thread.isSuspended());
+    QCOMPARE(thread.suspensions.load(), 1);
 
     thread.resumeThread();
     QCOMPARE(thread.getSuspensionRequests(), 1);
@@ -312,7 +328,7 @@ void tst_CBasicThread::suspension()
     QElapsedTimer clock;
     clock.start();
     thread.suspendThread(150);
-    QTRY_VERIFY(thread.isSuspended());
+    QTRY_COMPARE(thread.suspensions.load(), 2);
     QTRY_VERIFY_WITH_TIMEOUT(thread.isRunning(), 10000);
     QVERIFY(clock.elapsed() >= 140);
     QCOMPARE(thread.getSuspensionRequests(), 0);

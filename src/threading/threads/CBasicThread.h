@@ -139,4 +139,5 @@ private:
     QWaitCondition m_SuspensionCondition;
     qint32 m_SuspensionRequests;
     quint32 m_SuspensionTimeout;
+    quint32 m_SuspensionRelease;
 };
