@@ -1,0 +1,92 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="de_DE" sourcelanguage="en">
+<context>
+    <name>UninstallMainWindow</name>
+    <message>
+        <source>MainWindow</source>
+        <translation>Hauptfenster</translation>
+    </message>
+    <message>
+        <source>Brisvnae Uninstall</source>
+        <translation>Brisvane deinstallieren</translation>
+    </message>
+    <message>
+        <source>Backup Keys</source>
+        <translation>Schlüssel sichern</translation>
+    </message>
+    <message>
+        <source>uninstalling ...</source>
+        <translation>Deinstallation läuft ...</translation>
+    </message>
+</context>
+<context>
+    <name>CMainWindow</name>
+    <message>
+        <source>Brisvane Uninstaller</source>
+        <translation>Brisvane-Deinstallation</translation>
+    </message>
+    <message>
+        <source>Uninstall</source>
+        <translation>Deinstallieren</translation>
+    </message>
+    <message>
+        <source>This will uninstall Brisvane including all Spaces and user settings.</source>
+        <translation>Brisvane wird mitsamt allen Spaces und Benutzereinstellungen deinstalliert.</translation>
+    </message>
+    <message>
+        <source>Backup</source>
+        <translation>Sicherung</translation>
+    </message>
+    <message>
+        <source>You will no be able to access your Spaces anymore</source>
+        <translation>Sie können danach nicht mehr auf Ihre Spaces zugreifen</translation>
+    </message>
+    <message>
+        <source>quiting Brisvane ...</source>
+        <translation>Brisvane wird beendet ...</translation>
+    </message>
+    <message>
+        <source>backing up key file ...</source>
+        <translation>Schlüsseldatei wird gesichert ...</translation>
+    </message>
+    <message>
+        <source>deleting configuration ...</source>
+        <translation>Konfiguration wird gelöscht ...</translation>
+    </message>
+    <message>
+        <source>deleting application data ...</source>
+        <translation>Programmdaten werden gelöscht ...</translation>
+    </message>
+    <message>
+        <source>removing application bundle ...</source>
+        <translation>Programmpaket wird entfernt ...</translation>
+    </message>
+    <message>
+        <source>Uninstall successful.</source>
+        <translation>Deinstallation erfolgreich.</translation>
+    </message>
+    <message>
+        <source>https://www.brisvane.com/redirector.php?lang=en&amp;page=uninstall</source>
+        <translation>https://www.brisvane.com/redirector.php?lang=en&amp;page=uninstall</translation>
+    </message>
+    <message>
+        <source>Unable to quit Brisvane.</source>
+        <translation>Brisvane konnte nicht beendet werden.</translation>
+    </message>
+    <message>
+        <source>Unable to backup key files</source>
+        <translation>Die Schlüsseldateien konnten nicht gesichert werden</translation>
+    </message>
+    <message>
+        <source>Failed to delete %1.
+Please delete by yourself.</source>
+        <translation>Löschen fehlgeschlagen: %1
+Bitte selbst löschen.</translation>
+    </message>
+    <message>
+        <source>Unable to uninstall Brisvane</source>
+        <translation>Brisvane konnte nicht deinstalliert werden</translation>
+    </message>
+</context>
+</TS>

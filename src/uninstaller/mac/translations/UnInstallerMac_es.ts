@@ -1,0 +1,92 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="es_ES" sourcelanguage="en">
+<context>
+    <name>UninstallMainWindow</name>
+    <message>
+        <source>MainWindow</source>
+        <translation>Ventana principal</translation>
+    </message>
+    <message>
+        <source>Brisvnae Uninstall</source>
+        <translation>Desinstalar Brisvane</translation>
+    </message>
+    <message>
+        <source>Backup Keys</source>
+        <translation>Copia de seguridad de las claves</translation>
+    </message>
+    <message>
+        <source>uninstalling ...</source>
+        <translation>Desinstalando ...</translation>
+    </message>
+</context>
+<context>
+    <name>CMainWindow</name>
+    <message>
+        <source>Brisvane Uninstaller</source>
+        <translation>Desinstalador de Brisvane</translation>
+    </message>
+    <message>
+        <source>Uninstall</source>
+        <translation>Desinstalar</translation>
+    </message>
+    <message>
+        <source>This will uninstall Brisvane including all Spaces and user settings.</source>
+        <translation>Se desinstalará Brisvane con todos los Spaces y los ajustes del usuario.</translation>
+    </message>
+    <message>
+        <source>Backup</source>
+        <translation>Copia de seguridad</translation>
+    </message>
+    <message>
+        <source>You will no be able to access your Spaces anymore</source>
+        <translation>Ya no podrá acceder a sus Spaces</translation>
+    </message>
+    <message>
+        <source>quiting Brisvane ...</source>
+        <translation>Cerrando Brisvane ...</translation>
+    </message>
+    <message>
+        <source>backing up key file ...</source>
+        <translation>Copiando el archivo de claves ...</translation>
+    </message>
+    <message>
+        <source>deleting configuration ...</source>
+        <translation>Eliminando la configuración ...</translation>
+    </message>
+    <message>
+        <source>deleting application data ...</source>
+        <translation>Eliminando los datos de la aplicación ...</translation>
+    </message>
+    <message>
+        <source>removing application bundle ...</source>
+        <translation>Eliminando el paquete de la aplicación ...</translation>
+    </message>
+    <message>
+        <source>Uninstall successful.</source>
+        <translation>Desinstalación completada.</translation>
+    </message>
+    <message>
+        <source>https://www.brisvane.com/redirector.php?lang=en&amp;page=uninstall</source>
+        <translation>https://www.brisvane.com/redirector.php?lang=en&amp;page=uninstall</translation>
+    </message>
+    <message>
+        <source>Unable to quit Brisvane.</source>
+        <translation>No se pudo cerrar Brisvane.</translation>
+    </message>
+    <message>
+        <source>Unable to backup key files</source>
+        <translation>No se pudo hacer una copia de seguridad de los archivos de claves</translation>
+    </message>
+    <message>
+        <source>Failed to delete %1.
+Please delete by yourself.</source>
+        <translation>No se pudo eliminar %1.
+Elimínelo usted mismo.</translation>
+    </message>
+    <message>
+        <source>Unable to uninstall Brisvane</source>
+        <translation>No se pudo desinstalar Brisvane</translation>
+    </message>
+</context>
+</TS>

@@ -1,0 +1,92 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="fr_FR" sourcelanguage="en">
+<context>
+    <name>UninstallMainWindow</name>
+    <message>
+        <source>MainWindow</source>
+        <translation>Fenêtre principale</translation>
+    </message>
+    <message>
+        <source>Brisvnae Uninstall</source>
+        <translation>Désinstaller Brisvane</translation>
+    </message>
+    <message>
+        <source>Backup Keys</source>
+        <translation>Sauvegarder les clés</translation>
+    </message>
+    <message>
+        <source>uninstalling ...</source>
+        <translation>Désinstallation en cours ...</translation>
+    </message>
+</context>
+<context>
+    <name>CMainWindow</name>
+    <message>
+        <source>Brisvane Uninstaller</source>
+        <translation>Désinstallation de Brisvane</translation>
+    </message>
+    <message>
+        <source>Uninstall</source>
+        <translation>Désinstaller</translation>
+    </message>
+    <message>
+        <source>This will uninstall Brisvane including all Spaces and user settings.</source>
+        <translation>Brisvane sera désinstallé avec tous les Spaces et tous les réglages de l'utilisateur.</translation>
+    </message>
+    <message>
+        <source>Backup</source>
+        <translation>Sauvegarde</translation>
+    </message>
+    <message>
+        <source>You will no be able to access your Spaces anymore</source>
+        <translation>Vous ne pourrez plus accéder à vos Spaces</translation>
+    </message>
+    <message>
+        <source>quiting Brisvane ...</source>
+        <translation>Fermeture de Brisvane ...</translation>
+    </message>
+    <message>
+        <source>backing up key file ...</source>
+        <translation>Sauvegarde du fichier de clés ...</translation>
+    </message>
+    <message>
+        <source>deleting configuration ...</source>
+        <translation>Suppression de la configuration ...</translation>
+    </message>
+    <message>
+        <source>deleting application data ...</source>
+        <translation>Suppression des données de l'application ...</translation>
+    </message>
+    <message>
+        <source>removing application bundle ...</source>
+        <translation>Suppression du paquet de l'application ...</translation>
+    </message>
+    <message>
+        <source>Uninstall successful.</source>
+        <translation>Désinstallation réussie.</translation>
+    </message>
+    <message>
+        <source>https://www.brisvane.com/redirector.php?lang=en&amp;page=uninstall</source>
+        <translation>https://www.brisvane.com/redirector.php?lang=en&amp;page=uninstall</translation>
+    </message>
+    <message>
+        <source>Unable to quit Brisvane.</source>
+        <translation>Impossible de quitter Brisvane.</translation>
+    </message>
+    <message>
+        <source>Unable to backup key files</source>
+        <translation>Impossible de sauvegarder les fichiers de clés</translation>
+    </message>
+    <message>
+        <source>Failed to delete %1.
+Please delete by yourself.</source>
+        <translation>Impossible de supprimer %1.
+Veuillez le supprimer vous-même.</translation>
+    </message>
+    <message>
+        <source>Unable to uninstall Brisvane</source>
+        <translation>Impossible de désinstaller Brisvane</translation>
+    </message>
+</context>
+</TS>

@@ -1,0 +1,92 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="ja_JP" sourcelanguage="en">
+<context>
+    <name>UninstallMainWindow</name>
+    <message>
+        <source>MainWindow</source>
+        <translation>メインウィンドウ</translation>
+    </message>
+    <message>
+        <source>Brisvnae Uninstall</source>
+        <translation>Brisvane のアンインストール</translation>
+    </message>
+    <message>
+        <source>Backup Keys</source>
+        <translation>キーをバックアップ</translation>
+    </message>
+    <message>
+        <source>uninstalling ...</source>
+        <translation>アンインストールしています ...</translation>
+    </message>
+</context>
+<context>
+    <name>CMainWindow</name>
+    <message>
+        <source>Brisvane Uninstaller</source>
+        <translation>Brisvane アンインストーラ</translation>
+    </message>
+    <message>
+        <source>Uninstall</source>
+        <translation>アンインストール</translation>
+    </message>
+    <message>
+        <source>This will uninstall Brisvane including all Spaces and user settings.</source>
+        <translation>Brisvane を、すべての Spaces とユーザー設定を含めてアンインストールします。</translation>
+    </message>
+    <message>
+        <source>Backup</source>
+        <translation>バックアップ</translation>
+    </message>
+    <message>
+        <source>You will no be able to access your Spaces anymore</source>
+        <translation>Spaces にアクセスできなくなります</translation>
+    </message>
+    <message>
+        <source>quiting Brisvane ...</source>
+        <translation>Brisvane を終了しています ...</translation>
+    </message>
+    <message>
+        <source>backing up key file ...</source>
+        <translation>キーファイルをバックアップしています ...</translation>
+    </message>
+    <message>
+        <source>deleting configuration ...</source>
+        <translation>設定を削除しています ...</translation>
+    </message>
+    <message>
+        <source>deleting application data ...</source>
+        <translation>アプリケーションデータを削除しています ...</translation>
+    </message>
+    <message>
+        <source>removing application bundle ...</source>
+        <translation>アプリケーションバンドルを削除しています ...</translation>
+    </message>
+    <message>
+        <source>Uninstall successful.</source>
+        <translation>アンインストールが完了しました。</translation>
+    </message>
+    <message>
+        <source>https://www.brisvane.com/redirector.php?lang=en&amp;page=uninstall</source>
+        <translation>https://www.brisvane.com/redirector.php?lang=en&amp;page=uninstall</translation>
+    </message>
+    <message>
+        <source>Unable to quit Brisvane.</source>
+        <translation>Brisvane を終了できませんでした。</translation>
+    </message>
+    <message>
+        <source>Unable to backup key files</source>
+        <translation>キーファイルをバックアップできませんでした</translation>
+    </message>
+    <message>
+        <source>Failed to delete %1.
+Please delete by yourself.</source>
+        <translation>%1 を削除できませんでした。
+手動で削除してください。</translation>
+    </message>
+    <message>
+        <source>Unable to uninstall Brisvane</source>
+        <translation>Brisvane をアンインストールできませんでした</translation>
+    </message>
+</context>
+</TS>
