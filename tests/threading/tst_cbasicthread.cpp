@@ -24,6 +24,7 @@ private slots:
     void exitThread_data();
     void exitThread();
     void secondStartRefused();
+    void stoppedBeforeRun();
     void suspension();
     void checkSuspendedFromMainThread();
     void coreDeamonLeftAlone();
@@ -293,6 +294,20 @@ void tst_CBasicThread::secondStartRefused()
                              .arg(quintptr(QThread::currentThread()), 0, 16)});
     }
     QVERIFY(thread.exitThread());
+    QCOMPARE(thread.getState(), int(CBasicThread::StateFinished));
+}
+
+void tst_CBasicThread::stoppedBeforeRun()
+{
+    Worker thread(std::string("Late"));
+    QVERIFY(thread.exitThread());
+    QTest::ignoreMessage(QtWarningMsg,
+        QRegularExpression(QStringLiteral("^\\[ \\d+ : Late \\] \\[ CBasicThread : \\d+ : run \\] "
+                                          "Thread was requested to finish or terminate before "
+                                          "started to run \\.\\.\\.$")));
+    thread.start();
+    QVERIFY(thread.wait(10000));
+    QVERIFY(!thread.entered);
     QCOMPARE(thread.getState(), int(CBasicThread::StateFinished));
 }
 

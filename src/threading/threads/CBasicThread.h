@@ -3,7 +3,6 @@
 #include <QAtomicInt>
 #include <QList>
 #include <QMutex>
-#include <QPointer>
 #include <QString>
 #include <QThread>
 #include <QWaitCondition>
