@@ -210,6 +210,7 @@ void tst_SafeOperations::refuses_data()
     QTest::newRow("create, empty safe name")         << Call([](IFSOperations &f, const QString &r) { return f.safeCreateDirectory(r + "made", "", kNone, kNone, kNone, Attr(), false); }) << "false" << L {"safeCreateDirectory|Empty safePath ..."};
     QTest::newRow("create existing")                 << Call([](IFSOperations &f, const QString &r) { return f.safeCreateDirectory(r + "dir", r + "safe", kNone, kNone, kNone, Attr(), true); }) << "DirectoryExists: Destination already exists: %Rdir" << L {"safeCreateDirectory|Destination already exists:  \"%Rdir\""};
     QTest::newRow("create, safe name taken")         << Call([](IFSOperations &f, const QString &r) { return f.safeCreateDirectory(r + "made", r + "elsewhere", kNone, kNone, kNone, Attr(), false); }) << "DirectoryExists: Destination already exists: %Relsewhere" << L {};
+    QTest::newRow("clean, empty safe name")          << Call([](IFSOperations &f, const QString &r) { return f.safeCleanDirectory(r + "dir", "", true); }) << "false" << L {"safeCleanDirectory|Empty safePath ..."};
     QTest::newRow("clean missing folder")            << Call([](IFSOperations &f, const QString &r) { return f.safeCleanDirectory(r + "missing", r + "safe", true); }) << "false" << L {"safeCleanDirectory|directory doesn't exists \"%Rmissing\""};
     // clang-format on
 }

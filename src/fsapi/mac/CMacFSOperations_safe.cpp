@@ -151,6 +151,12 @@ bool CMacFSOperations::safeCleanDirectory(
         BV_CRITICAL() << "Empty path ...";
         return false;
     }
+    // The entries' safe names are built from it; from an empty one they would be relative
+    // names, parked wherever the process happens to be.
+    if (safeName.isEmpty()) {
+        BV_CRITICAL() << "Empty safePath ...";
+        return false;
+    }
     if (!directoryExists(path)) {
         BV_CRITICAL() << "directory doesn't exists" << path;
         return false;
