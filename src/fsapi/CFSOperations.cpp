@@ -2,9 +2,13 @@
 
 #include "fsapi/mac/CMacFSOperations.h"
 #include "threading/assertions/assertion.h"
+#include "threading/exceptions/CException.h"
+
+#include "misc/CPathOperations.h"
 
 #include <QDir>
 
+#include <exception>
 #include <new>
 
 namespace {
@@ -48,13 +52,14 @@ bool CFSOperations::directoryExists(const QString &path)
     return !isNull() && m_Implementation->directoryExists(native(path));
 }
 
-bool CFSOperations::safeExchangeFile(const QString &, const QString &, const QString &,
-    const QString &, const QString &, const QDateTime &, const QDateTime &)
+bool CFSOperations::safeExchangeFile(const QString &xchgIn, const QString &xchgOut,
+    const QString &originalPath, const QString &xchgSrcName, const QString &originalName,
+    const QDateTime &time1, const QDateTime &time2)
 {
     if (isNull())
         return false;
-    BV_CRITICAL() << "not implemented";
-    return false;
+    return internalSafeExchangeFile(native(xchgIn), native(xchgOut), native(originalPath),
+        native(xchgSrcName), native(originalName), time1, time2);
 }
 
 bool CFSOperations::copyFile(
@@ -216,4 +221,114 @@ bool CFSOperations::getFSID(QString path, unsigned long long &id)
 bool CFSOperations::isSymbolicLink(const QString &path)
 {
     return !isNull() && m_Implementation->isSymbolicLink(native(path));
+}
+
+// ---------------------------------------------------------------------------
+// The safe file exchange
+// ---------------------------------------------------------------------------
+
+bool CFSOperations::internalSafeExchangeFile(const QString &xchgIn, const QString &xchgOut,
+    const QString &originalPath, const QString &xchgSrcName, const QString &originalName,
+    const QDateTime &time1, const QDateTime &time2)
+{
+    if (xchgIn.isEmpty() || xchgOut.isEmpty() || originalPath.isEmpty() || xchgSrcName.isEmpty()
+        || originalName.isEmpty()) {
+        BV_CRITICAL() << "Empty path ...";
+        BV_CRITICAL() << "XChgIn:" << xchgIn << "XChgOut:" << xchgOut
+                      << "XChgSrcName:" << xchgSrcName;
+        BV_CRITICAL() << "OriginalPath:" << originalPath << "OriginalName:" << originalName;
+        return false;
+    }
+
+    // What fails is logged here and thrown on as it is: the caller decides, and the files
+    // stay where the failing step left them.
+    try {
+        const QString target
+            = CPathOperations::concatPath(originalPath, originalName, QString(), true, false);
+        const QString tilde = CPathOperations::concatPath(
+            originalPath, QStringLiteral("~"), QString(), true, false);
+        const QString templateFile = CPathOperations::concatPath(
+            originalPath, originalName, QStringLiteral("brisvane"), true, false);
+        const QString incoming
+            = CPathOperations::concatPath(xchgIn, xchgSrcName, QString(), true, false);
+        const QString parked
+            = CPathOperations::concatPath(xchgOut, xchgSrcName, QString(), true, false);
+
+        const bool hasTarget = m_Implementation && m_Implementation->fileExists(target);
+        const bool hasTemplate = m_Implementation && m_Implementation->fileExists(templateFile);
+        if (!hasTarget && !hasTemplate)
+            return exchangeNewFile(target, tilde, incoming, time1, time2);
+        if (!hasTarget)
+            return exchangeTemplateFile(target, tilde, templateFile, incoming, time1, time2);
+        if (!hasTemplate)
+            return exchangeNormal(target, tilde, incoming, parked, time1, time2);
+        return exchangeBoth(target, tilde, templateFile, incoming, parked, time1, time2);
+    } catch (const std::exception &e) {
+        BV_CRITICAL() << "Failed to "
+                         "internalSafeExchangeFile failed";
+        BV_CRITICAL() << e.what();
+        throw;
+    } catch (CException *e) {
+        BV_CRITICAL() << "Failed to "
+                         "internalSafeExchangeFile failed";
+        BV_CRITICAL() << e->what();
+        throw;
+    } catch (int value) {
+        BV_CRITICAL() << "Failed to "
+                         "internalSafeExchangeFile failed";
+        BV_CRITICAL() << "catched int:" << value;
+        throw;
+    } catch (...) {
+        BV_CRITICAL() << "Failed to "
+                         "internalSafeExchangeFile failed"
+                         "! Unkown exception.";
+        throw;
+    }
+}
+
+bool CFSOperations::exchangeNormal(const QString &target, const QString &, const QString &incoming,
+    const QString &parked, const QDateTime &, const QDateTime &)
+{
+    if (isNull())
+        return false;
+    if (m_Implementation->moveFile(target, parked, false, true)
+        && m_Implementation->moveFile(incoming, target, false, true))
+        return m_Implementation->deleteFile(parked, false);
+    // Put the current version back. When it was never parked there is nothing to put back,
+    // and the move says so by throwing DoesNotExist: the caller must not take the false
+    // answer for "nothing happened, try again".
+    m_Implementation->moveFile(parked, target, false, true);
+    return false;
+}
+
+bool CFSOperations::exchangeBoth(const QString &target, const QString &tilde,
+    const QString &templateFile, const QString &incoming, const QString &parked,
+    const QDateTime &time1, const QDateTime &time2)
+{
+    if (isNull())
+        return false;
+    const bool exchanged = exchangeNormal(target, tilde, incoming, parked, time1, time2);
+    if (!m_Implementation->fileExists(templateFile))
+        return exchanged;
+    return exchanged && m_Implementation->deleteFile(templateFile, false);
+}
+
+bool CFSOperations::exchangeTemplateFile(const QString &target, const QString &,
+    const QString &templateFile, const QString &incoming, const QDateTime &, const QDateTime &)
+{
+    if (isNull())
+        return false;
+    const bool moved = m_Implementation->moveFile(incoming, target, false, true);
+    if (!m_Implementation->fileExists(templateFile))
+        return moved;
+    // The template stays when the new version did not arrive.
+    return moved && m_Implementation->deleteFile(templateFile, false);
+}
+
+bool CFSOperations::exchangeNewFile(const QString &target, const QString &, const QString &incoming,
+    const QDateTime &, const QDateTime &)
+{
+    if (isNull())
+        return false;
+    return m_Implementation->moveFile(incoming, target, false, true);
 }

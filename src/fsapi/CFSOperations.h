@@ -63,6 +63,26 @@ public:
     bool getFSID(QString path, unsigned long long &id) override;
     bool isSymbolicLink(const QString &path) override;
 
+    // The exchange's own steps, on paths already in native form. Every move replaces its
+    // destination and makes no folders; the time stamps are carried along but not used.
+    bool internalSafeExchangeFile(const QString &xchgIn, const QString &xchgOut,
+        const QString &originalPath, const QString &xchgSrcName, const QString &originalName,
+        const QDateTime &time1, const QDateTime &time2);
+    // target exists, no template: park it, move the incoming file in, drop the parked one.
+    bool exchangeNormal(const QString &target, const QString &tilde, const QString &incoming,
+        const QString &parked, const QDateTime &time1, const QDateTime &time2);
+    // target and template exist: as exchangeNormal, then the template goes.
+    bool exchangeBoth(const QString &target, const QString &tilde, const QString &templateFile,
+        const QString &incoming, const QString &parked, const QDateTime &time1,
+        const QDateTime &time2);
+    // only the template exists: move the incoming file in, then the template goes.
+    bool exchangeTemplateFile(const QString &target, const QString &tilde,
+        const QString &templateFile, const QString &incoming, const QDateTime &time1,
+        const QDateTime &time2);
+    // neither exists: move the incoming file in.
+    bool exchangeNewFile(const QString &target, const QString &tilde, const QString &incoming,
+        const QDateTime &time1, const QDateTime &time2);
+
 private:
     IFSOperations *m_Implementation;
 };

@@ -22,11 +22,14 @@ class MessageCapture
 public:
     MessageCapture()
     {
+        QMutexLocker lock(&s_ActiveMutex);
         s_Active = this;
         m_Previous = qInstallMessageHandler(&MessageCapture::handler);
     }
     ~MessageCapture()
     {
+        // Under the lock: a thread may be inside handler() while we go away.
+        QMutexLocker lock(&s_ActiveMutex);
         qInstallMessageHandler(m_Previous);
         s_Active = nullptr;
     }
@@ -51,6 +54,7 @@ public:
 private:
     static void handler(QtMsgType type, const QMessageLogContext &, const QString &msg)
     {
+        QMutexLocker activeLock(&s_ActiveMutex);
         if (MessageCapture *self = s_Active) {
             QMutexLocker lock(&self->m_Mutex);
             self->m_Messages << msg;
@@ -58,6 +62,7 @@ private:
         }
     }
 
+    inline static QMutex s_ActiveMutex;
     inline static MessageCapture *s_Active = nullptr;
     QtMessageHandler m_Previous = nullptr;
     mutable QMutex m_Mutex;

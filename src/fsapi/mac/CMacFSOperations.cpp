@@ -18,6 +18,7 @@
 //   of them per copied file.
 
 #include "CMacFSOperations.h"
+#include "CMacFSOperations_p.h"
 
 #include "fsapi/FSExceptions.h"
 #include "misc/CPathOperations.h"
@@ -45,20 +46,6 @@
     if (!debugEnabled()) {                                                                         \
     } else                                                                                         \
         BV_DEBUG()
-
-// An exception with a sub-description, built in place.
-#define FS_THROW_SUB(Type, message, sub)                                                           \
-    throw new Exceptions::Type(__func__, BV_SOURCE_FILE, __LINE__,                                 \
-        CMacFSOperations::encodePath(message).constData(), CCallStack(), nullptr, -1, -1, sub)
-
-#define FS_THROW_SYSTEM(Type, message)                                                             \
-    Exceptions::THROW_SYSTEM_EXCEPTION_WITH_CAUSE_##Type(__func__, BV_SOURCE_FILE, __LINE__,       \
-        CMacFSOperations::encodePath(message).constData(), -1, -1, nullptr)
-
-#define FS_THROW_INVALID(message)                                                                  \
-    Exceptions::THROW_EXCEPTION_WITH_CAUSE_FROM_SUB_FileSystemException(__func__, BV_SOURCE_FILE,  \
-        __LINE__, CMacFSOperations::encodePath(message).constData(), -1, -1, nullptr,              \
-        "Invalid parameter")
 
 namespace {
 
@@ -966,75 +953,12 @@ bool CMacFSOperations::removeAttributes(const QString &, const EFileSystemAttrib
 }
 
 // ---------------------------------------------------------------------------
-// Safe variants: not available yet
+// The exchange (the safe variants live in CMacFSOperations_safe.cpp)
 // ---------------------------------------------------------------------------
 
 bool CMacFSOperations::safeExchangeFile(const QString &, const QString &, const QString &,
     const QString &, const QString &, const QDateTime &, const QDateTime &)
 {
     // The facade performs the exchange itself from the plain operations.
-    return false;
-}
-
-bool CMacFSOperations::safeCopyFile(
-    const QString &, const QString &, const QString &, bool, bool, bool)
-{
-    BV_CRITICAL() << "not implemented";
-    return false;
-}
-
-bool CMacFSOperations::safeCreateDirectory(const QString &, const QString &, const QDateTime &,
-    const QDateTime &, const QDateTime &, const EFileSystemAttribute &, bool)
-{
-    BV_CRITICAL() << "not implemented";
-    return false;
-}
-
-bool CMacFSOperations::safeRenameFile(const QString &, const QString &, const QString &, bool)
-{
-    BV_CRITICAL() << "not implemented";
-    return false;
-}
-
-bool CMacFSOperations::safeRenameDirectory(const QString &, const QString &, const QString &)
-{
-    BV_CRITICAL() << "not implemented";
-    return false;
-}
-
-bool CMacFSOperations::safeMoveFile(const QString &, const QString &, const QString &, bool, bool)
-{
-    BV_CRITICAL() << "not implemented";
-    return false;
-}
-
-bool CMacFSOperations::safeMoveDirectory(const QString &, const QString &, const QString &, bool)
-{
-    BV_CRITICAL() << "not implemented";
-    return false;
-}
-
-bool CMacFSOperations::safeDeleteFile(const QString &, const QString &, bool)
-{
-    BV_CRITICAL() << "not implemented";
-    return false;
-}
-
-bool CMacFSOperations::safeDeleteDirectory(const QString &, const QString &, bool)
-{
-    BV_CRITICAL() << "not implemented";
-    return false;
-}
-
-bool CMacFSOperations::safeCleanDirectory(const QString &, const QString &, bool)
-{
-    BV_CRITICAL() << "not implemented";
-    return false;
-}
-
-bool CMacFSOperations::safeSetTimeStamps(
-    const QString &, const QString &, const QDateTime &, const QDateTime &, const QDateTime &, bool)
-{
-    BV_CRITICAL() << "not implemented";
     return false;
 }
