@@ -92,12 +92,8 @@ void tst_UninstallScript::run()
     for (const char *name : {"launchctl", "sudo", "sleep", "rm"})
         QVERIFY(writeFile(bin + u'/' + QLatin1String(name), standIn, true));
 
-    for (const QString &path : present) {
-        if (path == C_APPSUPPORT)
-            QVERIFY(writeFile(root + path + "/data/settings", "x"));
-        else
-            QVERIFY(writeFile(root + path, "<plist/>"));
-    }
+    for (const QString &path : present) // the support folder is not empty
+        QVERIFY(writeFile(root + path + (path == C_APPSUPPORT ? "/data/settings" : ""), "x"));
     QVERIFY(writeFile(installation + "/Brisvane.app/Contents/MacOS/Brisvane", "x"));
 
     QFile shipped(QStringLiteral(":/scripts/scripts/uninstall.sh"));
