@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # Takes the screenshots of the uninstaller window kept in docs/, in a private X server.
-#   tests/uninstaller/preview/screenshots.sh <build dir> [<output dir>]
+#   tools/preview/screenshots.sh <build dir> [<output dir>]
 # Needs xvfb-run and ImageMagick's import (tools/install-deps installs both).
 set -euo pipefail
 build=$(cd "$1" && pwd)
-out=${2:-$(cd "$(dirname "$0")/../../.." && pwd)/docs}
-preview=$build/tests/uninstaller/preview/bv_uninstaller_preview
+out=${2:-$(cd "$(dirname "$0")/../.." && pwd)/docs}
+preview=$build/tools/preview/bv_uninstaller_preview
 [ -x "$preview" ] || { echo "build bv_uninstaller_preview first" >&2; exit 1; }
 mkdir -p "$out"
 
