@@ -12,27 +12,39 @@
 #include <stdexcept>
 
 namespace {
-// Polls its state and leaves when asked to finish. A stubborn one ignores every request:
-// only its flag, its time limit or a hard termination end it.
-class Worker : public CBasicThread
+// Runs `body`, by default polling its state until asked to finish.
+class Runner : public CBasicThread
 {
 public:
-    explicit Worker(const char *name, int stubbornForMs = 0)
+    explicit Runner(const char *name, std::function<void(Runner &)> body = &Runner::poll)
         : CBasicThread(std::string(name))
-        , m_Stubborn(stubbornForMs > 0)
-        , m_Limit(stubbornForMs)
+        , m_Body(std::move(body))
     {
         connect(
             this, &CBasicThread::threadSuspended, this, [this] { ++suspensions; },
             Qt::DirectConnection);
     }
     // A failed check must not leave a running thread behind.
-    ~Worker() override
+    ~Runner() override
     {
         stop = true;
         while (getSuspensionRequests() > 0)
             resumeThread();
         wait();
+    }
+    static void poll(Runner &self)
+    {
+        while (!self.stop && !self.isFinished() && !self.isTerminated()) {
+            self.checkSuspended();
+            QThread::msleep(2);
+        }
+    }
+    // Ignores every request: only its flag, the time limit or a hard termination end it.
+    static void stubborn(Runner &self)
+    {
+        const QDeadlineTimer limit(30000);
+        while (!self.stop && !limit.hasExpired())
+            QThread::msleep(2);
     }
     std::atomic<bool> entered {false};
     std::atomic<bool> stop {false};
@@ -44,31 +56,11 @@ protected:
         // Sleeping in a cancellation point, a hard termination takes effect at once.
         setTerminationEnabled(true);
         entered = true;
-        while (!stop && (m_Stubborn ? !m_Limit.hasExpired() : !isFinished() && !isTerminated())) {
-            if (!m_Stubborn)
-                checkSuspended();
-            QThread::msleep(2);
-        }
+        m_Body(*this);
     }
 
 private:
-    const bool m_Stubborn;
-    const QDeadlineTimer m_Limit;
-};
-
-class Runner : public CBasicThread
-{
-public:
-    Runner(const char *name, std::function<void()> body)
-        : CBasicThread(std::string(name))
-        , m_Body(std::move(body))
-    { }
-
-protected:
-    void runMethod() override { m_Body(); }
-
-private:
-    std::function<void()> m_Body;
+    std::function<void(Runner &)> m_Body;
 };
 
 // The captured messages of one type, without the two bracketed prefix groups.
@@ -117,60 +109,48 @@ private slots:
     void exitThread_data()
     {
         QTest::addColumn<bool>("busy");
-        QTest::addColumn<int>("waitTime");
         QTest::addColumn<bool>("kill");
-        QTest::addColumn<bool>("result");
         QTest::addColumn<int>("state");
 
-        QTest::newRow("quick thread") << false << 1000 << true << true << 5;
-        QTest::newRow("busy thread, kill") << true << 200 << true << true << 4;
-        QTest::newRow("busy thread, no kill") << true << 10 << false << false << 2;
+        QTest::newRow("quick thread") << false << true << int(CBasicThread::StateFinished);
+        QTest::newRow("busy thread, kill") << true << true << int(CBasicThread::StateTerminated);
+        QTest::newRow("busy thread, no kill") << true << false << int(CBasicThread::StateRunning);
     }
 
     void exitThread()
     {
         QFETCH(bool, busy);
-        QFETCH(int, waitTime);
         QFETCH(bool, kill);
-        QFETCH(bool, result);
         QFETCH(int, state);
 
-        Worker thread(busy ? "Stubborn" : "Quick", busy ? 30000 : 0);
+        BvTest::MessageCapture capture;
+        Runner thread(busy ? "Stubborn" : "Quick", busy ? &Runner::stubborn : &Runner::poll);
         QSignalSpy terminated(&thread, &CBasicThread::threadTerminated);
         QVERIFY(thread.startThread());
         QTRY_VERIFY(thread.entered);
+        QVERIFY(!thread.startThread());
 
-        BvTest::MessageCapture capture;
-        QCOMPARE(thread.exitThread(0, waitTime, kill), result);
+        const bool stopped = state != CBasicThread::StateRunning;
+        QCOMPARE(thread.exitThread(0, busy ? 10 : 1000, kill), stopped);
         QCOMPARE(thread.getState(), state);
         QCOMPARE(terminated.count(), state == CBasicThread::StateTerminated ? 1 : 0);
-        QCOMPARE(thread.QThread::isRunning(), !result);
-        const QString warning
-            = QStringLiteral("Thread ( %1 \"Stubborn\" ) thread not finished after "
-                             "10 msecs , caller has to terminate thread !!!")
-                  .arg(thread.getThreadNumber());
-        QCOMPARE(logged(capture, QtWarningMsg), result ? QStringList {} : QStringList {warning});
-    }
-
-    void secondStartRefused()
-    {
-        // The capture outlives the thread: it must not go away while the thread logs.
-        BvTest::MessageCapture capture;
-        Worker thread("Twice");
-        QVERIFY(thread.startThread());
-        QVERIFY(!thread.startThread());
-        QVERIFY(thread.exitThread());
-        QCOMPARE(thread.getState(), int(CBasicThread::StateFinished));
+        QCOMPARE(thread.QThread::isRunning(), !stopped);
+        const QString opening = QStringLiteral("Thread ( %1 \"%2\" ) ")
+                                    .arg(thread.getThreadNumber())
+                                    .arg(thread.getThreadName());
         QCOMPARE(logged(capture, QtCriticalMsg),
-            QStringList {QStringLiteral("Thread ( %1 \"Twice\" ) Attempt to start a starting up or "
-                                        "already running thread ... [ QThread(0x%2) ]")
-                             .arg(thread.getThreadNumber())
-                             .arg(quintptr(QThread::currentThread()), 0, 16)});
+            QStringList {opening
+                + QStringLiteral("Attempt to start a starting up or already running thread ... "
+                                 "[ QThread(0x%1) ]")
+                      .arg(quintptr(QThread::currentThread()), 0, 16)});
+        const QString warning
+            = opening + "thread not finished after 10 msecs , caller has to terminate thread !!!";
+        QCOMPARE(logged(capture, QtWarningMsg), stopped ? QStringList {} : QStringList {warning});
     }
 
     void suspension()
     {
-        Worker thread("Sleeper");
+        Runner thread("Sleeper");
         QVERIFY(thread.startThread());
         QTRY_VERIFY(thread.entered);
 
@@ -214,8 +194,8 @@ private slots:
 
     void coreDeamonLeftAlone()
     {
-        Worker core("Core", 5000);
-        Worker worker("Plain");
+        Runner core("Core", &Runner::stubborn);
+        Runner worker("Plain");
         CBasicThread::s_CoreDeamon = &core;
         QVERIFY(core.startThread());
         QVERIFY(worker.startThread());
@@ -256,7 +236,7 @@ private slots:
         QFETCH(int, kind);
         QFETCH(QStringList, expected);
 
-        Runner thread("Thrower", [kind] {
+        Runner thread("Thrower", [kind](Runner &) {
             if (kind == 0)
                 throw 42;
             if (kind == 1)
@@ -294,7 +274,7 @@ private slots:
 
 static int childMain(const QByteArray &)
 {
-    Runner thread("Doomed", [] { std::terminate(); });
+    Runner thread("Doomed", [](Runner &) { std::terminate(); });
     thread.startThread();
     thread.wait();
     return 0;
