@@ -7,93 +7,57 @@ class tst_CPathOperations : public QObject
     Q_OBJECT
 
 private slots:
-    void clashName_data()
+    void names_data()
     {
-        QTest::addColumn<QString>("fileName");
+        QTest::addColumn<QString>("operation");
+        QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QString>("expected");
 
         // clang-format off
-        QTest::newRow("first dot counts") << "archive.tar.gz" << "archive(alice-240131235959).tar.gz";
-        QTest::newRow("dot at index 1") << "a.txt" << "a.txt(alice-240131235959)";
-        QTest::newRow("dot at index 2") << "ab.txt" << "ab(alice-240131235959).txt";
-        QTest::newRow("leading dot, later dot") << ".profile.bak" << ".profile(alice-240131235959).bak";
-        QTest::newRow("no dot") << "Makefile" << "Makefile(alice-240131235959)";
-        QTest::newRow("trailing dot") << "notes." << "notes(alice-240131235959).";
+        QTest::newRow("clash, first dot counts") << "clash" << QStringList {"archive.tar.gz"} << "archive(alice-240131235959).tar.gz";
+        QTest::newRow("clash, dot at index 1") << "clash" << QStringList {"a.txt"} << "a.txt(alice-240131235959)";
+        QTest::newRow("clash, dot at index 2") << "clash" << QStringList {"ab.txt"} << "ab(alice-240131235959).txt";
+        QTest::newRow("clash, leading dot") << "clash" << QStringList {".profile.bak"} << ".profile(alice-240131235959).bak";
+        QTest::newRow("clash, no dot") << "clash" << QStringList {"Makefile"} << "Makefile(alice-240131235959)";
+        QTest::newRow("clash, trailing dot") << "clash" << QStringList {"notes."} << "notes(alice-240131235959).";
+        QTest::newRow("force, empty") << "force" << QStringList {""} << "/";
+        QTest::newRow("force, plain") << "force" << QStringList {"a/b"} << "/a/b/";
+        QTest::newRow("force, many") << "force" << QStringList {"///a/b//"} << "///a/b//";
+        QTest::newRow("strip, root") << "strip" << QStringList {"/"} << "";
+        QTest::newRow("strip, plain") << "strip" << QStringList {"a/b"} << "a/b";
+        QTest::newRow("strip, many") << "strip" << QStringList {"///a/b//"} << "a/b";
+        QTest::newRow("concat, root name") << "concat" << QStringList {"", "/", ""} << "/";
+        QTest::newRow("concat, empty base") << "concat" << QStringList {"", "a", ""} << "/a";
+        QTest::newRow("concat, separators stripped") << "concat" << QStringList {"/x", "//y/", "/gz/"} << "/x/y.gz";
+        QTest::newRow("concat, one trailing slash dropped") << "concat" << QStringList {"/x//", "y", ""} << "/x//y";
+        QTest::newRow("concat, no name") << "concat" << QStringList {"/x", "", "txt"} << "/x.txt";
+        QTest::newRow("concat, forced") << "concat forced" << QStringList {"x", "y", ""} << "/x/y/";
         // clang-format on
     }
 
-    void clashName()
+    void names()
     {
-        QFETCH(QString, fileName);
+        QFETCH(QString, operation);
+        QFETCH(QStringList, arguments);
         QFETCH(QString, expected);
-        // Given in another zone: the stamp is always UTC.
-        const QDateTime when(QDate(2024, 2, 1), QTime(1, 59, 59), QTimeZone(7200));
-        QCOMPARE(
-            CPathOperations::mkSynchronizerNameClashFileName(fileName, when, "alice"), expected);
-        QCOMPARE(CPathOperations::mkArchiverNameClashFileName(fileName, when, "alice"), expected);
-    }
 
-    void separators_data()
-    {
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QString>("forced");
-        QTest::addColumn<QString>("stripped");
-
-        QTest::newRow("empty") << ""
-                               << "/"
-                               << "";
-        QTest::newRow("root") << "/"
-                              << "/"
-                              << "";
-        QTest::newRow("plain") << "a/b"
-                               << "/a/b/"
-                               << "a/b";
-        QTest::newRow("many") << "///a/b//"
-                              << "///a/b//"
-                              << "a/b";
-    }
-
-    void separators()
-    {
-        QFETCH(QString, path);
-        QFETCH(QString, forced);
-        QFETCH(QString, stripped);
-
-        QString p = path;
-        CPathOperations::forceLeadingAndTrailingPathSeperators(p, false);
-        QCOMPARE(p, forced);
-        p = path;
-        CPathOperations::forceNoLeadingAndTrailingPathSeperators(p, false);
-        QCOMPARE(p, stripped);
-        QCOMPARE(CPathOperations::fromNativeSeparators(path, true), forced);
-    }
-
-    void concatPath_data()
-    {
-        QTest::addColumn<QString>("base");
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("extension");
-        QTest::addColumn<bool>("force");
-        QTest::addColumn<QString>("expected");
-
-        // clang-format off
-        QTest::newRow("root name") << "" << "/" << "" << false << "/";
-        QTest::newRow("empty base") << "" << "a" << "" << false << "/a";
-        QTest::newRow("separators stripped") << "/x" << "//y/" << "/gz/" << false << "/x/y.gz";
-        QTest::newRow("only one trailing slash dropped") << "/x//" << "y" << "" << false << "/x//y";
-        QTest::newRow("no name") << "/x" << "" << "txt" << false << "/x.txt";
-        QTest::newRow("forced") << "x" << "y" << "" << true << "/x/y/";
-        // clang-format on
-    }
-
-    void concatPath()
-    {
-        QFETCH(QString, base);
-        QFETCH(QString, name);
-        QFETCH(QString, extension);
-        QFETCH(bool, force);
-        QFETCH(QString, expected);
-        QCOMPARE(CPathOperations::concatPath(base, name, extension, false, force), expected);
+        QString result = arguments.first();
+        if (operation == "clash") {
+            // Given in another zone: the stamp is always UTC.
+            const QDateTime when(QDate(2024, 2, 1), QTime(1, 59, 59), QTimeZone(7200));
+            result = CPathOperations::mkSynchronizerNameClashFileName(result, when, "alice");
+            QCOMPARE(CPathOperations::mkArchiverNameClashFileName(arguments.first(), when, "alice"),
+                result);
+        } else if (operation == "force") {
+            CPathOperations::forceLeadingAndTrailingPathSeperators(result, false);
+            QCOMPARE(CPathOperations::fromNativeSeparators(arguments.first(), true), result);
+        } else if (operation == "strip") {
+            CPathOperations::forceNoLeadingAndTrailingPathSeperators(result, false);
+        } else {
+            result = CPathOperations::concatPath(arguments.at(0), arguments.at(1), arguments.at(2),
+                false, operation == "concat forced");
+        }
+        QCOMPARE(result, expected);
     }
 
     void hierarchy_data()
