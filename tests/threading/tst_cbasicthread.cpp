@@ -5,512 +5,269 @@
 
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
-#include <QMetaMethod>
 #include <QSignalSpy>
 
 #include <atomic>
-#include <exception>
 #include <functional>
 #include <stdexcept>
 
-class tst_CBasicThread : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void metaObject();
-    void lifeCycle_data();
-    void lifeCycle();
-    void exitThread_data();
-    void exitThread();
-    void secondStartRefused();
-    void stoppedBeforeRun();
-    void suspension();
-    void checkSuspendedFromMainThread();
-    void coreDeamonLeftAlone();
-    void escapingException_data();
-    void escapingException();
-    void terminateHandlers_data();
-    void terminateHandlers();
-};
-
 namespace {
-// Tells when runMethod() has been entered: onStart() reports "running" before run()
-// has even looked at the state.
-class TestThread : public CBasicThread
+// Runs `body`, by default polling its state until asked to finish.
+class Runner : public CBasicThread
 {
 public:
-    explicit TestThread(const std::string &name)
-        : CBasicThread(name)
+    explicit Runner(const char *name, std::function<void(Runner &)> body = &Runner::poll)
+        : CBasicThread(std::string(name))
+        , m_Body(std::move(body))
     {
         connect(
             this, &CBasicThread::threadSuspended, this, [this] { ++suspensions; },
             Qt::DirectConnection);
     }
     // A failed check must not leave a running thread behind.
-    ~TestThread() override
+    ~Runner() override
     {
         stop = true;
         while (getSuspensionRequests() > 0)
             resumeThread();
         wait();
     }
-    std::atomic<bool> entered {false};
-    std::atomic<bool> stop {false};
-    std::atomic<int> suspensions {0};
-};
-
-// Polls its state: leaves as soon as it is asked to finish or terminate.
-class Worker : public TestThread
-{
-public:
-    using TestThread::TestThread;
-
-protected:
-    void runMethod() override
+    static void poll(Runner &self)
     {
-        entered = true;
-        while (!stop && !isFinished() && !isTerminated()) {
-            checkSuspended();
+        while (!self.stop && !self.isFinished() && !self.isTerminated()) {
+            self.checkSuspended();
             QThread::msleep(2);
         }
     }
-};
-
-// Ignores every request; only its flag, its time limit or a hard termination end it.
-// It sleeps in a cancellation point so that a hard termination takes effect at once.
-class Busy : public TestThread
-{
-public:
-    explicit Busy(const std::string &name, int limitMs = 30000)
-        : TestThread(name)
-        , m_Limit(limitMs)
-    { }
+    // Ignores every request: only its flag, the time limit or a hard termination end it.
+    static void stubborn(Runner &self)
+    {
+        const QDeadlineTimer limit(30000);
+        while (!self.stop && !limit.hasExpired())
+            QThread::msleep(2);
+    }
+    std::atomic<bool> entered {false};
+    std::atomic<bool> stop {false};
+    std::atomic<int> suspensions {0};
 
 protected:
     void runMethod() override
     {
+        // Sleeping in a cancellation point, a hard termination takes effect at once.
         setTerminationEnabled(true);
         entered = true;
-        while (!stop && !m_Limit.hasExpired())
-            QThread::msleep(5);
+        m_Body(*this);
     }
 
 private:
-    QDeadlineTimer m_Limit;
+    std::function<void(Runner &)> m_Body;
 };
 
-class Thrower : public CBasicThread
-{
-public:
-    explicit Thrower(std::function<void()> body)
-        : CBasicThread(std::string("Thrower"))
-        , m_Body(std::move(body))
-    { }
-
-protected:
-    void runMethod() override { m_Body(); }
-
-private:
-    std::function<void()> m_Body;
-};
-
-// The closing texts of one thread's lines, in order: ") starting ...", ...
-QStringList closingTexts(const QStringList &messages, int number, const QString &name)
-{
-    const QRegularExpression pattern(
-        QStringLiteral("Thread \\( %1 \"%2\" (\\) [^\\[]*\\.\\.\\.)").arg(number).arg(name));
-    QStringList texts;
-    for (const QString &message : messages) {
-        const QRegularExpressionMatch match = pattern.match(message);
-        if (match.hasMatch())
-            texts << match.captured(1);
-    }
-    return texts;
-}
-
-// The text behind the two bracketed prefix groups.
-QString withoutPrefix(const QString &message)
+// The captured messages of one type, without the two bracketed prefix groups.
+QStringList logged(const BvTest::MessageCapture &capture, QtMsgType type)
 {
     static const QRegularExpression prefix(QStringLiteral("^\\[ [^\\]]*\\] \\[ [^\\]]*\\] "));
-    return QString(message).remove(prefix);
-}
-
-QStringList criticalTexts(const BvTest::MessageCapture &capture)
-{
-    QStringList texts;
     const QStringList messages = capture.messages();
     const QList<QtMsgType> types = capture.types();
+    QStringList texts;
     for (int i = 0; i < messages.size(); ++i)
-        if (types.at(i) == QtCriticalMsg)
-            texts << withoutPrefix(messages.at(i));
+        if (types.at(i) == type)
+            texts << QString(messages.at(i)).remove(prefix);
     return texts;
 }
 } // namespace
 
-void tst_CBasicThread::metaObject()
+class tst_CBasicThread : public QObject
 {
-    const QMetaObject &meta = CBasicThread::staticMetaObject;
-    QCOMPARE(meta.classInfoCount(), 1);
-    QCOMPARE(meta.classInfo(0).name(), "Description");
-    QCOMPARE(meta.classInfo(0).value(), "Basic Thread Implementation");
+    Q_OBJECT
 
-    QStringList signatures;
-    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
-        signatures << QString::fromLatin1(meta.method(i).methodSignature());
-    const QStringList expected {"threadStarted()", "threadResumed()", "threadSuspended()",
-        "threadFinished()", "threadTerminated()", "startThread(QObject*,TThreadPriority)",
-        "startThread(QObject*)", "startThread()", "exitThread(int,ulong,bool)",
-        "exitThread(int,ulong)", "exitThread(int)", "exitThread()", "terminateThread(int,bool)",
-        "terminateThread(int)", "terminateThread()", "resumeThread(TThreadPriority)",
-        "resumeThread()", "suspendThread(ulong)", "suspendThread()", "onTermination()",
-        "onFinish()", "onStart()"};
-    QCOMPARE(signatures, expected);
-
-    const QMetaMethod exitThread = meta.method(meta.indexOfSlot("exitThread(int,ulong,bool)"));
-    QCOMPARE(exitThread.parameterNames(), (QList<QByteArray> {"exitCode", "waitTime", "kill"}));
-    QCOMPARE(exitThread.typeName(), "bool");
-}
-
-void tst_CBasicThread::lifeCycle_data()
-{
-    QTest::addColumn<bool>("eventLoop");
-    QTest::addColumn<QStringList>("expected");
-
-    QTest::newRow("runMethod") << false
-                               << QStringList {") registering ...", ") starting ...",
-                                      ") starting up ...", ") setting running flag ...",
-                                      ") setting running flag ...",
-                                      ") default runMethod called ...",
-                                      ") setting finished flag ...", ") unregistering ..."};
-    QTest::newRow("event loop with impl")
-        << true
-        << QStringList {") registering ...", ") starting ...", ") starting up ...",
-               ") moving impl ...", ") setting running flag ...", ") setting running flag ...",
-               ") running ...", ") setting finished flag ...", ") moving back impl ...",
-               ") setting finished flag ...", ") unregistering ..."};
-}
-
-void tst_CBasicThread::lifeCycle()
-{
-    QFETCH(bool, eventLoop);
-    QFETCH(QStringList, expected);
-
-    BvTest::MessageCapture capture;
-    QObject impl;
-    int number = 0;
+private slots:
+    void lifeCycle()
     {
-        CBasicThread thread(eventLoop, nullptr, "Life");
-        number = thread.getThreadNumber();
-        QSignalSpy started(&thread, &CBasicThread::threadStarted);
-        QSignalSpy finished(&thread, &CBasicThread::threadFinished);
-        QCOMPARE(thread.getState(), int(CBasicThread::StateNotStarted));
-
-        QVERIFY(thread.startThread(eventLoop ? &impl : nullptr));
-        QCOMPARE(started.count(), 1);
-        if (eventLoop) {
-            // Only a running event loop can answer this call.
-            QThread *ranIn = nullptr;
-            QMetaObject::invokeMethod(
-                &impl, [&] { ranIn = QThread::currentThread(); }, Qt::BlockingQueuedConnection);
-            QCOMPARE(ranIn, &thread);
-            QCOMPARE(thread.getState(), int(CBasicThread::StateRunning));
-            QVERIFY(thread.exitThread(3));
-            QCOMPARE(thread.getExitCode(), 3);
-            QCOMPARE(impl.thread(), QThread::currentThread());
-        } else {
+        BvTest::MessageCapture capture;
+        int number = 0;
+        {
+            CBasicThread thread(false, nullptr, "Life");
+            number = thread.getThreadNumber();
+            // Asked from the main thread, which is no CBasicThread: told so, and not held.
+            thread.suspendThread(5000);
+            QElapsedTimer clock;
+            clock.start();
+            thread.checkSuspended();
+            QVERIFY(clock.elapsed() < 2000);
+            QCOMPARE(thread.getState(), int(CBasicThread::StateNotStarted));
+            QVERIFY(thread.startThread());
             QVERIFY(thread.wait(10000));
+            QCOMPARE(thread.getState(), int(CBasicThread::StateFinished));
         }
-        QCOMPARE(thread.getState(), int(CBasicThread::StateFinished));
-        QCOMPARE(finished.count(), 1);
+        const QRegularExpression closing(
+            QStringLiteral("^Thread \\( %1 \"Life\" (\\) [^\\[]*\\.\\.\\.) \\[").arg(number));
+        QStringList closings;
+        for (const QString &text : logged(capture, QtDebugMsg))
+            closings << closing.match(text).captured(1);
+        QCOMPARE(closings,
+            (QStringList {") registering ...", ") aquire suspension ...", ") starting ...",
+                ") starting up ...", ") setting running flag ...", ") setting running flag ...",
+                ") default runMethod called ...", ") setting finished flag ...",
+                ") unregistering ..."}));
+        QCOMPARE(logged(capture, QtWarningMsg),
+            QStringList {"CBasicThread::checkSuspended() called from a non suspendable Thread!"});
     }
-    QCOMPARE(closingTexts(capture.messages(), number, QStringLiteral("Life")), expected);
-}
 
-void tst_CBasicThread::exitThread_data()
-{
-    QTest::addColumn<bool>("busy");
-    QTest::addColumn<int>("waitTime");
-    QTest::addColumn<bool>("kill");
-    QTest::addColumn<bool>("result");
-    QTest::addColumn<int>("state");
-    QTest::addColumn<int>("terminatedSignals");
+    void exitThread_data()
+    {
+        QTest::addColumn<bool>("busy");
+        QTest::addColumn<bool>("kill");
+        QTest::addColumn<int>("state");
 
-    QTest::newRow("quick thread") << false << 1000 << true << true
-                                  << int(CBasicThread::StateFinished) << 0;
-    QTest::newRow("busy thread, kill")
-        << true << 200 << true << true << int(CBasicThread::StateTerminated) << 1;
-    QTest::newRow("busy thread, no kill")
-        << true << 10 << false << false << int(CBasicThread::StateRunning) << 0;
-}
-
-void tst_CBasicThread::exitThread()
-{
-    QFETCH(bool, busy);
-    QFETCH(int, waitTime);
-    QFETCH(bool, kill);
-    QFETCH(bool, result);
-    QFETCH(int, state);
-    QFETCH(int, terminatedSignals);
-
-    QScopedPointer<TestThread> thread(
-        busy ? static_cast<TestThread *>(new Busy("Stubborn")) : new Worker(std::string("Quick")));
-    QSignalSpy terminated(thread.data(), &CBasicThread::threadTerminated);
-    QVERIFY(thread->startThread());
-    QTRY_VERIFY(thread->entered);
-
-    BvTest::MessageCapture capture;
-    QCOMPARE(thread->exitThread(0, waitTime, kill), result);
-    QCOMPARE(thread->getState(), state);
-    QCOMPARE(terminated.count(), terminatedSignals);
-    QCOMPARE(thread->QThread::isRunning(), !result);
-
-    const QString warning = QStringLiteral("Thread ( %1 \"Stubborn\" ) thread not finished after "
-                                           "10 msecs , caller has to terminate thread !!!")
-                                .arg(thread->getThreadNumber());
-    QStringList warnings;
-    for (const QString &message : capture.messages())
-        if (message.contains(QLatin1String("not finished")))
-            warnings << withoutPrefix(message);
-    QCOMPARE(warnings, (busy && !kill) ? QStringList {warning} : QStringList {});
-
-    if (Busy *b = dynamic_cast<Busy *>(thread.data())) {
-        b->stop = true;
-        QVERIFY(b->wait(10000));
+        QTest::newRow("quick thread") << false << true << int(CBasicThread::StateFinished);
+        QTest::newRow("busy thread, kill") << true << true << int(CBasicThread::StateTerminated);
+        QTest::newRow("busy thread, no kill") << true << false << int(CBasicThread::StateRunning);
     }
-}
 
-void tst_CBasicThread::secondStartRefused()
-{
-    // The capture outlives the thread: it must not go away while the thread logs.
-    BvTest::MessageCapture capture;
-    Worker thread(std::string("Twice"));
-    QVERIFY(thread.startThread());
-    QVERIFY(!thread.startThread());
-    QVERIFY(thread.exitThread());
-    QCOMPARE(thread.getState(), int(CBasicThread::StateFinished));
-    QCOMPARE(criticalTexts(capture),
-        QStringList {QStringLiteral("Thread ( %1 \"Twice\" ) Attempt to start a starting up or "
-                                    "already running thread ... [ QThread(0x%2) ]")
-                         .arg(thread.getThreadNumber())
-                         .arg(quintptr(QThread::currentThread()), 0, 16)});
-}
+    void exitThread()
+    {
+        QFETCH(bool, busy);
+        QFETCH(bool, kill);
+        QFETCH(int, state);
 
-void tst_CBasicThread::stoppedBeforeRun()
-{
-    Worker thread(std::string("Late"));
-    QVERIFY(thread.exitThread());
-    QTest::ignoreMessage(QtWarningMsg,
-        QRegularExpression(QStringLiteral("^\\[ \\d+ : Late \\] \\[ CBasicThread : \\d+ : run \\] "
-                                          "Thread was requested to finish or terminate before "
-                                          "started to run \\.\\.\\.$")));
-    thread.start();
-    QVERIFY(thread.wait(10000));
-    QVERIFY(!thread.entered);
-    QCOMPARE(thread.getState(), int(CBasicThread::StateFinished));
-}
+        BvTest::MessageCapture capture;
+        Runner thread(busy ? "Stubborn" : "Quick", busy ? &Runner::stubborn : &Runner::poll);
+        QSignalSpy terminated(&thread, &CBasicThread::threadTerminated);
+        QVERIFY(thread.startThread());
+        QTRY_VERIFY(thread.entered);
+        QVERIFY(!thread.startThread());
 
-void tst_CBasicThread::suspension()
-{
-    Worker thread(std::string("Sleeper"));
-    QSignalSpy resumed(&thread, &CBasicThread::threadResumed);
-    QVERIFY(thread.startThread());
-    QTRY_VERIFY(thread.entered);
+        const bool stopped = state != CBasicThread::StateRunning;
+        QCOMPARE(thread.exitThread(0, busy ? 10 : 1000, kill), stopped);
+        QCOMPARE(thread.getState(), state);
+        QCOMPARE(terminated.count(), state == CBasicThread::StateTerminated ? 1 : 0);
+        QCOMPARE(thread.QThread::isRunning(), !stopped);
+        const QString opening = QStringLiteral("Thread ( %1 \"%2\" ) ")
+                                    .arg(thread.getThreadNumber())
+                                    .arg(thread.getThreadName());
+        QCOMPARE(logged(capture, QtCriticalMsg),
+            QStringList {opening
+                + QStringLiteral("Attempt to start a starting up or already running thread ... "
+                                 "[ QThread(0x%1) ]")
+                      .arg(quintptr(QThread::currentThread()), 0, 16)});
+        const QString warning
+            = opening + "thread not finished after 10 msecs , caller has to terminate thread !!!";
+        QCOMPARE(logged(capture, QtWarningMsg), stopped ? QStringList {} : QStringList {warning});
+    }
 
-    thread.suspendThread();
-    thread.suspendThread();
-    QCOMPARE(thread.getSuspensionRequests(), 2);
-    QTRY_VERIFY(thread.isSuspended());
-    QCOMPARE(thread.suspensions.load(), 1);
+    void suspension()
+    {
+        Runner thread("Sleeper");
+        QVERIFY(thread.startThread());
+        QTRY_VERIFY(thread.entered);
 
-    thread.resumeThread();
-    QCOMPARE(thread.getSuspensionRequests(), 1);
-    QTest::qWait(50);
-    QVERIFY2(thread.isSuspended(), "one of two requests taken back must not resume");
-    QCOMPARE(resumed.count(), 0);
+        thread.suspendThread();
+        thread.suspendThread();
+        QTRY_VERIFY(thread.isSuspended());
+        QCOMPARE(thread.suspensions.load(), 1);
+        thread.resumeThread();
+        QTest::qWait(50);
+        QVERIFY2(thread.isSuspended(), "one of two requests taken back must not resume");
+        thread.resumeThread();
+        QTRY_VERIFY(thread.isRunning());
+        // A resume with nothing pending must not count below zero, or the next
+        // suspension would not happen.
+        thread.resumeThread();
 
-    thread.resumeThread();
-    QCOMPARE(resumed.count(), 1);
-    QTRY_VERIFY(thread.isRunning());
+        // A suspension with a time-out ends by itself.
+        QElapsedTimer clock;
+        clock.start();
+        thread.suspendThread(150);
+        QTRY_COMPARE(thread.suspensions.load(), 2);
+        QTRY_VERIFY_WITH_TIMEOUT(thread.isRunning(), 10000);
+        QVERIFY(clock.elapsed() >= 140);
+        QCOMPARE(thread.getSuspensionRequests(), 0);
+    }
 
-    // A resume with nothing pending changes nothing, and the next request still counts.
-    thread.resumeThread();
-    QCOMPARE(thread.getSuspensionRequests(), 0);
-    QCOMPARE(resumed.count(), 1);
+    void coreDeamonLeftAlone()
+    {
+        Runner core("Core", &Runner::stubborn);
+        Runner worker("Plain");
+        CBasicThread::s_CoreDeamon = &core;
+        QVERIFY(core.startThread());
+        QVERIFY(worker.startThread());
+        QTRY_VERIFY(worker.entered && core.entered);
 
-    // A suspension with a time-out ends by itself.
-    QElapsedTimer clock;
-    clock.start();
-    thread.suspendThread(150);
-    QTRY_COMPARE(thread.suspensions.load(), 2);
-    QTRY_VERIFY_WITH_TIMEOUT(thread.isRunning(), 10000);
-    QVERIFY(clock.elapsed() >= 140);
-    QCOMPARE(thread.getSuspensionRequests(), 0);
+        CBasicThread::killAllThreads(7, true);
+        QVERIFY(worker.QThread::isFinished());
+        QCOMPARE(worker.getExitCode(), 7);
+        QCOMPARE(core.getState(), int(CBasicThread::StateRunning));
+        QCOMPARE(core.getExitCode(), 0);
 
-    QVERIFY(thread.exitThread());
-}
+        // Waiting for the core would not return before its time limit.
+        QElapsedTimer clock;
+        clock.start();
+        CBasicThread::waitForAllThreads();
+        QVERIFY(clock.elapsed() < 2500);
+        QVERIFY(core.QThread::isRunning());
+        CBasicThread::s_CoreDeamon = nullptr;
+    }
 
-void tst_CBasicThread::checkSuspendedFromMainThread()
-{
-    CBasicThread thread(std::string("Idle"));
-    thread.suspendThread(5000);
-    QTest::ignoreMessage(QtWarningMsg,
-        QRegularExpression(QStringLiteral("^\\[ -1 : MainThread \\] \\[ CBasicThread : \\d+ : "
-                                          "checkSuspended \\] CBasicThread::checkSuspended\\(\\) "
-                                          "called from a non suspendable Thread!$")));
-    QElapsedTimer clock;
-    clock.start();
-    thread.checkSuspended();
-    QVERIFY(clock.elapsed() < 2000);
-    QCOMPARE(thread.getState(), int(CBasicThread::StateNotStarted));
-    QCOMPARE(thread.getSuspensionRequests(), 1);
-}
+    void escapingException_data()
+    {
+        QTest::addColumn<int>("kind");
+        QTest::addColumn<QStringList>("expected");
 
-void tst_CBasicThread::coreDeamonLeftAlone()
-{
-    Busy core("Core", 5000);
-    Worker worker(std::string("Plain"));
-    CBasicThread loop(true, nullptr, "Loop");
-    CBasicThread::s_CoreDeamon = &core;
-    QVERIFY(core.startThread());
-    QVERIFY(worker.startThread());
-    QObject impl;
-    QVERIFY(loop.startThread(&impl));
-    QTRY_VERIFY(worker.entered && core.entered);
-    QMetaObject::invokeMethod(
-        &impl, [] {}, Qt::BlockingQueuedConnection);
+        const QString failed = QStringLiteral("Failed to  runMethod failed.");
+        // clang-format off
+        QTest::newRow("int") << 0 << QStringList {failed, "catched int: 42"};
+        QTest::newRow("standard") << 1 << QStringList {failed + " disk gone"};
+        QTest::newRow("unknown") << 2 << QStringList {failed + " Unkown exception."};
+        QTest::newRow("library") << 3 << QStringList {failed + " CException:\tThis is a CxException\n"
+            "\tthrown at [src/w.cpp:12]\twork\nDetails:\ndisk gone\nPrimaryErrorCode:\t5"};
+        // clang-format on
+    }
 
-    CBasicThread::killAllThreads(7, true);
-    QVERIFY(worker.QThread::isFinished());
-    QVERIFY(loop.QThread::isFinished());
-    QCOMPARE(worker.getExitCode(), 7);
-    QCOMPARE(loop.getExitCode(), 7);
-    QCOMPARE(worker.getState(), int(CBasicThread::StateTerminated));
-    QVERIFY(core.QThread::isRunning());
-    QCOMPARE(core.getState(), int(CBasicThread::StateRunning));
-    QCOMPARE(core.getExitCode(), 0);
+    void escapingException()
+    {
+        QFETCH(int, kind);
+        QFETCH(QStringList, expected);
 
-    // Waiting for the core would take its whole time limit.
-    QElapsedTimer clock;
-    clock.start();
-    CBasicThread::waitForAllThreads();
-    QVERIFY(clock.elapsed() < 2500);
-    QVERIFY(core.QThread::isRunning());
-
-    core.stop = true;
-    QVERIFY(core.wait(10000));
-    CBasicThread::s_CoreDeamon = nullptr;
-}
-
-void tst_CBasicThread::escapingException_data()
-{
-    QTest::addColumn<int>("kind");
-    QTest::addColumn<QStringList>("expected");
-
-    const QString failed = QStringLiteral("Failed to  runMethod failed.");
-    QTest::newRow("int") << 0 << QStringList {failed, QStringLiteral("catched int: 42")};
-    QTest::newRow("standard") << 1 << QStringList {failed + QStringLiteral(" disk gone")};
-    QTest::newRow("unknown") << 2 << QStringList {failed + QStringLiteral(" Unkown exception.")};
-    QTest::newRow("library") << 3 << QStringList {};
-}
-
-void tst_CBasicThread::escapingException()
-{
-    QFETCH(int, kind);
-    QFETCH(QStringList, expected);
-
-    Thrower thread([kind] {
-        switch (kind) {
-        case 0:
-            throw 42;
-        case 1:
-            throw std::runtime_error("disk gone");
-        case 2:
-            throw 3.5;
-        default:
+        Runner thread("Thrower", [kind](Runner &) {
+            if (kind == 0)
+                throw 42;
+            if (kind == 1)
+                throw std::runtime_error("disk gone");
+            if (kind == 2)
+                throw 3.5;
+            // Deleted by the thread once reported (LSan).
             throw new CException(
                 "work", "src/w.cpp", 12, "disk gone", CCallStack(), nullptr, 5, -1, nullptr);
-        }
-    });
-    QSignalSpy finished(&thread, &CBasicThread::threadFinished);
-    BvTest::MessageCapture capture;
-    QVERIFY(thread.startThread());
-    QVERIFY(thread.wait(10000));
-    QCOMPARE(thread.getState(), int(CBasicThread::StateFinished));
-    QCOMPARE(finished.count(), 1);
-
-    const QStringList texts = criticalTexts(capture);
-    if (kind == 3) {
-        // The report of what(): type, place and message; the object is deleted (LSan).
-        QCOMPARE(texts.size(), 1);
-        QVERIFY2(texts.first().startsWith(QLatin1String("Failed to  runMethod failed. CException")),
-            qPrintable(texts.first()));
-        QVERIFY(texts.first().contains(QLatin1String("disk gone")));
-        QVERIFY(texts.first().contains(QLatin1String("src/w.cpp")));
-    } else {
+        });
+        BvTest::MessageCapture capture;
+        QVERIFY(thread.startThread());
+        QVERIFY(thread.wait(10000));
+        QCOMPARE(thread.getState(), int(CBasicThread::StateFinished));
+        QStringList texts = logged(capture, QtCriticalMsg);
+        for (QString &text : texts)
+            text = text.left(text.indexOf(QLatin1String("\nCallstack for ")));
         QCOMPARE(texts, expected);
     }
-}
 
-void tst_CBasicThread::terminateHandlers_data()
-{
-    QTest::addColumn<QString>("mode");
-    QTest::addColumn<QString>("line");
-
-    QTest::newRow("main thread") << "terminate-main"
-                                 << "\\[ -1 : MainThread \\] \\[ CBasicThread : \\d+ : "
-                                    "globalTerminateHandler \\] terminate called in thread";
-    QTest::newRow("basic thread") << "terminate-thread"
-                                  << "\\[ \\d+ : Doomed \\] \\[ CBasicThread : \\d+ : "
-                                     "terminateHandler \\] Thread \\( \\d+ \"Doomed\" \\) "
-                                     "terminate called \\.\\.\\.";
-    QTest::newRow("unexpected in basic thread")
-        << "unexpected-thread"
-        << "\\[ \\d+ : Doomed \\] \\[ CBasicThread : \\d+ : unexpectedHandler \\] Thread "
-           "\\( \\d+ \"Doomed\" \\) unexpected exception \\.\\.\\.";
-}
-
-void tst_CBasicThread::terminateHandlers()
-{
-    QFETCH(QString, mode);
-    QFETCH(QString, line);
-
-    const BvTest::ChildResult result = BvTest::runChild(mode);
-    const QString output = QString::fromLocal8Bit(result.standardError);
-    QCOMPARE(result.status, QProcess::NormalExit);
-    QCOMPARE(result.exitCode, 255);
-    QVERIFY2(QRegularExpression(line).match(output).hasMatch(), qPrintable(output));
-    // The call stack follows, frame by frame.
-    QVERIFY2(output.contains(QLatin1String("[bt]   0 ")), qPrintable(output));
-}
-
-static int childMain(const QByteArray &mode)
-{
-    class Doomed : public CBasicThread
+    void terminateHandler()
     {
-    public:
-        explicit Doomed(bool unexpected)
-            : CBasicThread(std::string("Doomed"))
-            , m_Unexpected(unexpected)
-        { }
-
-    protected:
-        void runMethod() override
-        {
-            if (m_Unexpected)
-                CBasicThread::globalUnexpectedHandler();
-            std::terminate();
-        }
-
-    private:
-        bool m_Unexpected;
-    };
-
-    if (mode == "terminate-main") {
-        CBasicThread::setGlobalExceptionHandlers();
-        std::terminate();
+        const BvTest::ChildResult result = BvTest::runChild("terminate");
+        const QString output = QString::fromLocal8Bit(result.standardError);
+        QCOMPARE(result.status, QProcess::NormalExit);
+        QCOMPARE(result.exitCode, 255);
+        // The call stack follows, frame by frame.
+        const QRegularExpression line(QStringLiteral(
+            "\\[ \\d+ : Doomed \\] \\[ CBasicThread : \\d+ : terminateHandler \\] Thread \\( \\d+ "
+            "\"Doomed\" \\) terminate called \\.\\.\\. \\[ CBasicThread\\(0x\\w+\\) \\] "
+            "\"Callstack for \\\\\"Doomed\\\\\"\\(\\d+\\):\\\\n\\[bt\\]   0 "));
+        QVERIFY2(line.match(output).hasMatch(), qPrintable(output));
     }
-    Doomed thread(mode == "unexpected-thread");
+};
+
+static int childMain(const QByteArray &)
+{
+    Runner thread("Doomed", [](Runner &) { std::terminate(); });
     thread.startThread();
     thread.wait();
     return 0;
