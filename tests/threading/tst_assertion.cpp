@@ -115,7 +115,34 @@ private slots:
         // Nothing is printed before the throw: the text travels in the exception only.
         QVERIFY(capture.messages().isEmpty());
     }
+
+    // Both end the process, so they run in a child copy of this test.
+    void fatalPaths_data()
+    {
+        QTest::addColumn<QString>("mode");
+        QTest::addColumn<QByteArray>("line");
+        QTest::newRow("printFatalMessage")
+            << "fatal" << QByteArray("[ -1 : MainThread ] [ file.cpp : 42 : stop ] out\n");
+        QTest::newRow("bvCoreDump")
+            << "core" << QByteArray("ASSERT: \"ok\" in file ../f.cpp, line 5\n");
+    }
+
+    void fatalPaths()
+    {
+        QFETCH(QString, mode);
+        QFETCH(QByteArray, line);
+        const BvTest::ChildResult result = BvTest::runChild(mode);
+        QCOMPARE(result.status, QProcess::CrashExit);
+        QVERIFY2(result.standardError.endsWith(line), result.standardError.constData());
+    }
 };
 
-QTEST_GUILESS_MAIN(tst_Assertion)
+static int childMain(const QByteArray &mode)
+{
+    if (mode == "fatal")
+        printFatalMessage("../src/file.cpp", "stop", 42, "out");
+    bvCoreDump("ok", "../f.cpp", 5);
+}
+
+BV_TEST_MAIN_WITH_CHILD(tst_Assertion, QCoreApplication)
 #include "tst_assertion.moc"
