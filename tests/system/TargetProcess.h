@@ -9,8 +9,6 @@
 
 #include <csignal>
 
-#include <sys/stat.h>
-
 class TargetProcess
 {
 public:
@@ -18,20 +16,16 @@ public:
     ~TargetProcess() { stop(); }
     Q_DISABLE_COPY(TargetProcess)
 
-    // Runs the helper as `name` with `options` (as `user`, when given). Returns false, with
-    // the reason in error(), when it did not come up.
-    bool start(const QString &name, const QStringList &options = {}, const QString &user = {})
+    // Runs the helper as `name` with `options`. Returns false, with the reason in error(),
+    // when it did not come up.
+    bool start(const QString &name, const QStringList &options = {})
     {
         const QString link = m_Dir.filePath(name);
-        // Another user must be able to run the link.
-        if (!m_Dir.isValid() || ::chmod(QFile::encodeName(m_Dir.path()).constData(), 0755) != 0
-            || !QFile::link(QStringLiteral(BV_PROCESSHELPER), link))
+        if (!m_Dir.isValid() || !QFile::link(QStringLiteral(BV_PROCESSHELPER), link))
             return fail(QStringLiteral("cannot link ") + link);
-        QStringList arguments {QStringLiteral("--supervise")};
-        if (!user.isEmpty())
-            arguments << QStringLiteral("--as-user") << user;
         m_Supervisor.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_Supervisor.start(QStringLiteral(BV_PROCESSHELPER), arguments << link << options);
+        m_Supervisor.start(QStringLiteral(BV_PROCESSHELPER),
+            QStringList {QStringLiteral("--supervise"), link} + options);
         while (!m_Supervisor.canReadLine()) {
             if (!m_Supervisor.waitForReadyRead(10000))
                 return fail(QStringLiteral("no pid from the target ") + m_Supervisor.errorString());

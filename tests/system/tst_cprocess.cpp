@@ -14,12 +14,8 @@ class tst_CProcess : public QObject
     Q_OBJECT
 
 private slots:
-    void stopNonPositive();
-    void probeOtherUsersProcess();
-    void stopAndWait_data();
-    void stopAndWait();
-    void isProcessRunning_data();
-    void isProcessRunning();
+    void inChild_data();
+    void inChild();
     void findProcess();
     void parsePs_data();
     void parsePs();
@@ -29,10 +25,7 @@ private slots:
 
 namespace {
 
-QStringList lines(const BvTest::MessageCapture &capture, QtMsgType type)
-{
-    return logLines(capture, type, QStringLiteral("CProcess_unix"));
-}
+const QString C_FILE = QStringLiteral("CProcess_unix");
 
 QString psAssert(const char *condition)
 {
@@ -44,8 +37,8 @@ QString psAssert(const char *condition)
 
 static int childMain(const QByteArray &mode)
 {
-    if (mode == "probe-as-nobody") {
-        // Our parent runs as root: kill() says EPERM, which still means "alive".
+    if (mode == "probe as nobody") {
+        // Our parent runs as root: kill() fails with EPERM, which still means "alive".
         const pid_t parent = ::getppid();
         const passwd *nobody = ::getpwnam("nobody");
         if (!nobody || ::setgid(nobody->pw_gid) != 0 || ::setuid(nobody->pw_uid) != 0)
@@ -61,109 +54,43 @@ static int childMain(const QByteArray &mode)
     return sent || !capture.messages().isEmpty() ? 1 : 0;
 }
 
-void tst_CProcess::stopNonPositive()
+void tst_CProcess::inChild_data()
 {
-    const BvTest::ChildResult child = BvTest::runChild(QStringLiteral("stop-nonpositive"));
+    QTest::addColumn<bool>("needsRoot");
+    QTest::newRow("stop 0 and -5 send nothing") << false;
+    QTest::newRow("probe as nobody") << true;
+}
+
+void tst_CProcess::inChild()
+{
+    QFETCH(bool, needsRoot);
+    if (needsRoot && ::geteuid() != 0)
+        QSKIP("needs root");
+    const BvTest::ChildResult child
+        = BvTest::runChild(QString::fromLatin1(QTest::currentDataTag()));
     QCOMPARE(child.status, QProcess::NormalExit);
     QCOMPARE(child.exitCode, 0);
 }
 
-void tst_CProcess::probeOtherUsersProcess()
-{
-    if (::geteuid() != 0)
-        QSKIP("the probe runs as nobody against this root process");
-    const BvTest::ChildResult child = BvTest::runChild(QStringLiteral("probe-as-nobody"));
-    QCOMPARE(child.status, QProcess::NormalExit);
-    QCOMPARE(child.exitCode, 0);
-}
-
-void tst_CProcess::stopAndWait_data()
-{
-    QTest::addColumn<QStringList>("options");
-    QTest::addColumn<int>("timeoutMs");
-    QTest::addColumn<bool>("finished");
-
-    QTest::newRow("ends on SIGTERM") << QStringList() << 5000 << true;
-    QTest::newRow("ignores SIGTERM") << QStringList {"--ignore-term"} << 500 << false;
-}
-
-void tst_CProcess::stopAndWait()
-{
-    QFETCH(QStringList, options);
-    QFETCH(int, timeoutMs);
-    QFETCH(bool, finished);
-
-    TargetProcess target;
-    QVERIFY2(target.start(QStringLiteral("Brisvane"), options), qPrintable(target.error()));
-    BvTest::MessageCapture capture;
-    QVERIFY(CProcess::stopProcess(target.pid()));
-    QCOMPARE(lines(capture, QtDebugMsg),
-        QStringList {QStringLiteral("stopProcess: kill pid:%1 signal:15 returned 0 err: 0")
-                         .arg(target.pid())});
-    QCOMPARE(CProcess::waitForProcessFinished(target.pid(), timeoutMs), finished);
-    QCOMPARE(CProcess::isProcessRunning(target.pid()), !finished);
-}
-
-void tst_CProcess::isProcessRunning_data()
-{
-    QTest::addColumn<QString>("targetName");
-    QTest::addColumn<QString>("processName");
-    QTest::addColumn<QString>("userName");
-    QTest::addColumn<bool>("expected");
-
-    const passwd *entry = ::getpwuid(::geteuid());
-    const QString me = QString::fromLocal8Bit(entry ? entry->pw_name : "?");
-    // clang-format off
-    QTest::newRow("name") << "Brisvane" << "Brisvane" << QString() << true;
-    QTest::newRow("name is a prefix") << "Brisvane" << "Brisvan" << QString() << false;
-    QTest::newRow("name in other case") << "Brisvane" << "brisvane" << QString() << false;
-    QTest::newRow("user") << "Brisvane" << QString() << me << true;
-    QTest::newRow("other user") << "Brisvane" << QString() << "nobody" << false;
-    QTest::newRow("right name, other user") << "Brisvane" << "Brisvane" << "nobody" << false;
-    QTest::newRow("name with blanks") << "Brisvane Agent" << "Brisvane Agent" << QString() << true;
-    QTest::newRow("first word of a name with blanks") << "Brisvane Agent" << "Brisvane" << QString() << false;
-    // clang-format on
-}
-
-void tst_CProcess::isProcessRunning()
-{
-    QFETCH(QString, targetName);
-    QFETCH(QString, processName);
-    QFETCH(QString, userName);
-    QFETCH(bool, expected);
-
-    TargetProcess target;
-    QVERIFY2(target.start(targetName), qPrintable(target.error()));
-    QCOMPARE(CProcess::isProcessRunning(target.pid(), processName, userName), expected);
-}
-
+// The stand-in ps below covers the parsing; this is the real one, with a name of our own
+// so processes of tests running in parallel cannot match.
 void tst_CProcess::findProcess()
 {
-    if (::geteuid() != 0)
-        QSKIP("starting a process as another user needs root");
-    // Names of our own, so processes of tests running in parallel cannot match.
-    const QString name = QStringLiteral("Bv%1").arg(QCoreApplication::applicationPid());
-    const QString blankName = QStringLiteral("Bv %1").arg(QCoreApplication::applicationPid());
-    TargetProcess mine, nobodys, blank;
-    QVERIFY2(mine.start(name), qPrintable(mine.error()));
-    QVERIFY2(nobodys.start(name, {}, QStringLiteral("nobody")), qPrintable(nobodys.error()));
-    QVERIFY2(blank.start(blankName), qPrintable(blank.error()));
-
+    const QString name = QStringLiteral("Bv %1").arg(QCoreApplication::applicationPid());
+    const passwd *me = ::getpwuid(::geteuid());
+    QVERIFY(me);
+    TargetProcess target;
+    QVERIFY2(target.start(name), qPrintable(target.error()));
     QList<qint64> pids;
-    QVERIFY(CProcess::findProcess(name, pids));
-    std::sort(pids.begin(), pids.end());
-    QCOMPARE(
-        pids, (QList<qint64> {qMin(mine.pid(), nobodys.pid()), qMax(mine.pid(), nobodys.pid())}));
-    pids.clear();
-    QVERIFY(CProcess::findProcess(name, pids, QStringLiteral("nobody")));
-    QCOMPARE(pids, QList<qint64> {nobodys.pid()});
-    pids.clear();
-    QVERIFY(CProcess::findProcess(blankName, pids));
-    QCOMPARE(pids, QList<qint64> {blank.pid()});
+    QVERIFY(CProcess::findProcess(name, pids, QString::fromLocal8Bit(me->pw_name)));
+    QCOMPARE(pids, QList<qint64> {target.pid()});
+    QVERIFY(!CProcess::findProcess(name, pids, QStringLiteral("nobody")));
+    QVERIFY(CProcess::isProcessRunning(target.pid(), name, QString::fromLocal8Bit(me->pw_name)));
+    QVERIFY(!CProcess::isProcessRunning(target.pid(), name, QStringLiteral("nobody")));
 }
 
 // What findProcess() (or, for probe rows, isProcessRunning() of this process) makes of
-// the output of a stand-in `ps`.
+// the listing of a stand-in `ps`.
 void tst_CProcess::parsePs_data()
 {
     QTest::addColumn<QByteArray>("psOutput");
@@ -173,18 +100,22 @@ void tst_CProcess::parsePs_data()
     QTest::addColumn<QList<qint64>>("pids");
     QTest::addColumn<QStringList>("assertions");
 
-    const QByteArray listing = "  300 root     Brisvane\n   12 bob      Other\n"
-                               "    7 bob      Brisvane\n   44 bob      Brisvane Agent\n";
+    const QByteArray listing = "  300 root     Brisvane Agent\n   12 bob      Other\n"
+                               "    7 bob      Brisvane  Agent\n   44 bob      Brisvane\n";
     // clang-format off
     QTest::newRow("appended in the order of the listing") << listing << false << QString() << true << QList<qint64> {-1, 300, 7} << QStringList();
     QTest::newRow("one user") << listing << false << "bob" << true << QList<qint64> {-1, 7} << QStringList();
     QTest::newRow("user nobody has") << listing << false << "alice" << false << QList<qint64> {-1} << QStringList();
     QTest::newRow("blanks only") << QByteArray(" \n\t\n") << false << QString() << false << QList<qint64> {-1} << QStringList();
-    QTest::newRow("too few fields end the search") << QByteArray("5 root Brisvane\n6 root\n7 root Brisvane\n") << false << QString() << false << QList<qint64> {-1, 5} << QStringList {psAssert("tmp.split(' ').size() >= 3")};
-    QTest::newRow("unparsable pid skipped") << QByteArray("x5 root Brisvane\n6 root Brisvane\n") << false << QString() << true << QList<qint64> {-1, 6} << QStringList {psAssert("ok")};
-    QTest::newRow("unparsable pid still found") << QByteArray("5x root Brisvane\n") << false << QString() << true << QList<qint64> {-1} << QStringList {psAssert("ok")};
+    QTest::newRow("too few fields end the search") << QByteArray("5 root Brisvane Agent\n6 root\n7 root Brisvane Agent\n") << false << QString() << false << QList<qint64> {-1, 5} << QStringList {psAssert("tmp.split(' ').size() >= 3")};
+    QTest::newRow("unparsable pid skipped") << QByteArray("x5 root Brisvane Agent\n6 root Brisvane Agent\n") << false << QString() << true << QList<qint64> {-1, 6} << QStringList {psAssert("ok")};
+    QTest::newRow("unparsable pid still found") << QByteArray("5x root Brisvane Agent\n") << false << QString() << true << QList<qint64> {-1} << QStringList {psAssert("ok")};
+    QTest::newRow("probe: name and user") << QByteArray("  root \t Brisvane   Agent \n") << true << "root" << true << QList<qint64> {-1} << QStringList();
+    QTest::newRow("probe: first word of the name") << QByteArray("root Brisvane\n") << true << QString() << false << QList<qint64> {-1} << QStringList();
+    QTest::newRow("probe: longer name") << QByteArray("root Brisvane Agents\n") << true << QString() << false << QList<qint64> {-1} << QStringList();
+    QTest::newRow("probe: name in other case") << QByteArray("root brisvane agent\n") << true << QString() << false << QList<qint64> {-1} << QStringList();
+    QTest::newRow("probe: other user") << QByteArray("root Brisvane Agent\n") << true << "bob" << false << QList<qint64> {-1} << QStringList();
     QTest::newRow("probe: too few fields") << QByteArray("root\n") << true << QString() << false << QList<qint64> {-1} << QStringList {psAssert("output.split(' ').size() >= 2")};
-    QTest::newRow("probe: other user") << QByteArray("root Brisvane\n") << true << "bob" << false << QList<qint64> {-1} << QStringList();
     // clang-format on
 }
 
@@ -197,63 +128,69 @@ void tst_CProcess::parsePs()
     QFETCH(QList<qint64>, pids);
     QFETCH(QStringList, assertions);
 
-    QTemporaryDir dir;
-    QFile ps(dir.filePath(QStringLiteral("ps")));
-    QVERIFY(ps.open(QIODevice::WriteOnly));
-    QVERIFY(ps.write("#!/bin/sh\nprintf '%s' '" + psOutput + "'\n") > 0);
-    ps.close();
-    QVERIFY(ps.setPermissions(QFile::ReadOwner | QFile::ExeOwner));
     const QByteArray path = qgetenv("PATH");
     const auto restorePath = qScopeGuard([&path] { qputenv("PATH", path); });
-    qputenv("PATH", dir.path().toLocal8Bit() + ':' + path);
-
+    qputenv("PATH", QFile::encodeName(QFINDTESTDATA("fakeps")) + ':' + path);
+    qputenv("BV_PS_OUTPUT", psOutput);
     BvTest::MessageCapture capture;
     QList<qint64> found {-1};
-    const QString name = QStringLiteral("Brisvane");
+    const QString name = QStringLiteral("Brisvane Agent");
     QCOMPARE(probe ? CProcess::isProcessRunning(QCoreApplication::applicationPid(), name, userName)
                    : CProcess::findProcess(name, found, userName),
         expected);
     QCOMPARE(found, pids);
-    QCOMPARE(lines(capture, QtCriticalMsg), assertions);
+    QCOMPARE(logLines(capture, QtCriticalMsg, C_FILE), assertions);
 }
 
 void tst_CProcess::waitForProcessFinished_data()
 {
-    QTest::addColumn<bool>("running");
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("before");
     QTest::addColumn<int>("timeoutMs");
     QTest::addColumn<bool>("expected");
     QTest::addColumn<int>("checks");
     QTest::addColumn<int>("minSleptMs");
 
-    // A timeout of 0 answers "reached?", a positive one "gone?".
-    QTest::newRow("250 ms, running") << true << 250 << false << 2 << 200;
-    QTest::newRow("250 ms, gone") << false << 250 << true << 1 << 0;
-    QTest::newRow("below 100 ms, running") << true << 99 << false << 1 << 100;
-    QTest::newRow("zero, running") << true << 0 << true << 1 << 0;
-    QTest::newRow("zero, gone") << false << 0 << false << 1 << 0;
+    // A timeout of 0 answers "reached?", a positive one "gone?". -1 checks: any number.
+    // clang-format off
+    QTest::newRow("ends on SIGTERM") << QStringList() << "stop" << 5000 << true << -1 << 0;
+    QTest::newRow("ignores SIGTERM") << QStringList {"--ignore-term"} << "stop" << 500 << false << 5 << 500;
+    QTest::newRow("250 ms, running") << QStringList() << "" << 250 << false << 2 << 200;
+    QTest::newRow("250 ms, gone") << QStringList() << "kill" << 250 << true << 1 << 0;
+    QTest::newRow("below 100 ms, running") << QStringList() << "" << 99 << false << 1 << 100;
+    QTest::newRow("zero, running") << QStringList() << "" << 0 << true << 1 << 0;
+    QTest::newRow("zero, gone") << QStringList() << "kill" << 0 << false << 1 << 0;
+    // clang-format on
 }
 
 void tst_CProcess::waitForProcessFinished()
 {
-    QFETCH(bool, running);
+    QFETCH(QStringList, options);
+    QFETCH(QString, before);
     QFETCH(int, timeoutMs);
     QFETCH(bool, expected);
     QFETCH(int, checks);
     QFETCH(int, minSleptMs);
 
     TargetProcess target;
-    QVERIFY2(target.start(QStringLiteral("Brisvane")), qPrintable(target.error()));
+    QVERIFY2(target.start(QStringLiteral("Brisvane"), options), qPrintable(target.error()));
     const qint64 pid = target.pid();
-    if (!running)
-        target.stop();
-
     BvTest::MessageCapture capture;
+    if (before == "kill")
+        target.stop();
+    else if (before == "stop")
+        QVERIFY(CProcess::stopProcess(pid));
     QElapsedTimer timer;
     timer.start();
     QCOMPARE(CProcess::waitForProcessFinished(pid, timeoutMs), expected);
     QVERIFY(timer.elapsed() >= minSleptMs);
+
+    QStringList log = logLines(capture, QtDebugMsg, C_FILE);
+    if (before == "stop")
+        QCOMPARE(log.takeFirst(),
+            QStringLiteral("stopProcess: kill pid:%1 signal:15 returned 0 err: 0").arg(pid));
     const QString probe = QStringLiteral("isProcessRunning: kill pid:%1 signal:0 ").arg(pid);
-    QCOMPARE(lines(capture, QtDebugMsg).filter(probe).size(), checks);
+    QCOMPARE(log.filter(probe).size(), checks < 0 ? log.size() : checks);
 }
 
 BV_TEST_MAIN_WITH_CHILD(tst_CProcess, QCoreApplication)
