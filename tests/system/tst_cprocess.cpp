@@ -151,7 +151,7 @@ void tst_CProcess::waitForProcessFinished_data()
     QTest::addColumn<int>("checks");
     QTest::addColumn<int>("minSleptMs");
 
-    // A timeout of 0 answers "reached?", a positive one "gone?". -1 checks: any number.
+    // Timeouts 0 and -1 answer "reached?", a positive one "gone?". -1 checks: any number.
     // clang-format off
     QTest::newRow("ends on SIGTERM") << QStringList() << "stop" << 5000 << true << -1 << 0;
     QTest::newRow("ignores SIGTERM") << QStringList {"--ignore-term"} << "stop" << 500 << false << 5 << 500;
@@ -160,6 +160,7 @@ void tst_CProcess::waitForProcessFinished_data()
     QTest::newRow("below 100 ms, running") << QStringList() << "" << 99 << false << 1 << 100;
     QTest::newRow("zero, running") << QStringList() << "" << 0 << true << 1 << 0;
     QTest::newRow("zero, gone") << QStringList() << "kill" << 0 << false << 1 << 0;
+    QTest::newRow("endless, gone") << QStringList() << "kill" << -1 << false << 2 << 100;
     // clang-format on
 }
 
