@@ -1,33 +1,28 @@
 #pragma once
 
-// Captured diagnostic lines in a form tests can compare exactly.
+// Captured diagnostic lines of one type in a form tests can compare exactly: lines from the
+// main thread whose prefix names `file` become "function: text", assertion lines get "N"
+// for their line number. Any other line stays whole, so it shows up in a comparison.
 
 #include "BvTestSupport.h"
 
 #include <QRegularExpression>
 
-// The captured lines of `type`: "function: text" for lines from the main thread whose
-// prefix names `file`, assertion lines with their line number replaced by "N". Any other
-// line stays whole, so it shows up in a comparison.
 inline QStringList logLines(
     const BvTest::MessageCapture &capture, QtMsgType type, const QString &file)
 {
     const QRegularExpression prefix(
         QStringLiteral("^\\[ -1 : MainThread \\] \\[ %1 : \\d+ : (\\w+) \\] ")
             .arg(QRegularExpression::escape(file)));
-    static const QRegularExpression lineNumber(QStringLiteral(", line \\d+$"));
-    QStringList result;
+    const QRegularExpression lineNumber(QStringLiteral(", line \\d+$"));
     const QStringList messages = capture.messages();
     const QList<QtMsgType> types = capture.types();
+    QStringList result;
     for (int i = 0; i < messages.size(); ++i) {
-        if (types.at(i) != type)
-            continue;
-        QString message = messages.at(i);
-        const QRegularExpressionMatch match = prefix.match(message);
-        if (match.hasMatch())
-            message
-                = match.captured(1) + QStringLiteral(": ") + message.mid(match.capturedLength());
-        result << message.replace(lineNumber, QStringLiteral(", line N"));
+        if (types.at(i) == type)
+            result << QString(messages.at(i))
+                          .replace(prefix, QStringLiteral("\\1: "))
+                          .replace(lineNumber, QStringLiteral(", line N"));
     }
     return result;
 }

@@ -1,11 +1,11 @@
 #pragma once
 
-// Starts bv_processhelper as a target process under a chosen command name.
+// Starts bv_processhelper as a target process under a chosen command name, supervised so
+// that it is reaped (gone from the process table) the moment it ends.
 
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
-#include <QtTest>
 
 #include <csignal>
 
@@ -16,32 +16,19 @@ public:
     ~TargetProcess() { stop(); }
     Q_DISABLE_COPY(TargetProcess)
 
-    // Runs the helper as `name` (optionally as `user`), supervised, so it is reaped the
-    // moment it ends. Returns false (with the reason in error()) when it did not come up.
-    bool start(const QString &name, const QStringList &options = {}, const QString &user = {})
+    // Runs the helper as `name` with `options`. Returns false, with the reason in error(),
+    // when it did not come up.
+    bool start(const QString &name, const QStringList &options = {})
     {
-        if (!m_Dir.isValid())
-            return fail(m_Dir.errorString());
-        // Another user must be able to run the link.
-        QFile::setPermissions(m_Dir.path(),
-            QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup
-                | QFile::ExeGroup | QFile::ReadOther | QFile::ExeOther);
         const QString link = m_Dir.filePath(name);
-        if (!QFile::link(QStringLiteral(BV_PROCESSHELPER), link))
+        if (!m_Dir.isValid() || !QFile::link(QStringLiteral(BV_PROCESSHELPER), link))
             return fail(QStringLiteral("cannot link ") + link);
-
-        QStringList arguments {QStringLiteral("--supervise")};
-        if (!user.isEmpty())
-            arguments << QStringLiteral("--as-user") << user;
-        arguments << link << options;
         m_Supervisor.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_Supervisor.start(QStringLiteral(BV_PROCESSHELPER), arguments);
-        if (!m_Supervisor.waitForStarted(10000))
-            return fail(m_Supervisor.errorString());
-        // The target prints its pid once its signal handling is in place.
+        m_Supervisor.start(QStringLiteral(BV_PROCESSHELPER),
+            QStringList {QStringLiteral("--supervise"), link} + options);
         while (!m_Supervisor.canReadLine()) {
             if (!m_Supervisor.waitForReadyRead(10000))
-                return fail(QStringLiteral("no pid from the target"));
+                return fail(QStringLiteral("no pid from the target ") + m_Supervisor.errorString());
         }
         m_Pid = m_Supervisor.readLine().trimmed().toLongLong();
         return m_Pid > 0 || fail(QStringLiteral("bad pid line"));

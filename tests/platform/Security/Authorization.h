@@ -1,51 +1,40 @@
 #pragma once
 
-// Test-only stand-in for the Authorization Services calls our Apple sources use. The
-// answers are scripted through AuthorizationStandIn.h. Never shipped.
+// Test-only stand-in for the Authorization Services calls our Apple sources use, with the
+// scripting the tests need (AuthorizationStandIn.cpp). Never shipped.
+
+#include <QStringList>
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 
 typedef int32_t OSStatus;
-typedef uint32_t UInt32;
-
+typedef uint32_t AuthorizationFlags;
 typedef const struct AuthorizationOpaqueRef *AuthorizationRef;
-typedef const char *AuthorizationString;
-typedef UInt32 AuthorizationFlags;
 
 struct AuthorizationItem
 {
-    AuthorizationString name;
+    const char *name;
     size_t valueLength;
     void *value;
-    UInt32 flags;
+    uint32_t flags;
 };
 
 struct AuthorizationItemSet
 {
-    UInt32 count;
+    uint32_t count;
     AuthorizationItem *items;
 };
 typedef AuthorizationItemSet AuthorizationRights;
 typedef AuthorizationItemSet AuthorizationEnvironment;
 
 enum {
-    errAuthorizationSuccess = 0,
-    errAuthorizationInvalidRef = -60002,
-    errAuthorizationDenied = -60005,
-    errAuthorizationCanceled = -60006,
-    errAuthorizationInternal = -60008,
-    errAuthorizationToolExecuteFailure = -60031,
-};
-
-enum {
     kAuthorizationFlagDefaults = 0,
-    kAuthorizationFlagInteractionAllowed = (1 << 0),
-    kAuthorizationFlagExtendRights = (1 << 1),
-    kAuthorizationFlagPartialRights = (1 << 2),
-    kAuthorizationFlagDestroyRights = (1 << 3),
-    kAuthorizationFlagPreAuthorize = (1 << 4),
+    kAuthorizationFlagInteractionAllowed = 1 << 0,
+    kAuthorizationFlagExtendRights = 1 << 1,
+    kAuthorizationFlagDestroyRights = 1 << 3,
+    kAuthorizationFlagPreAuthorize = 1 << 4
 };
 
 OSStatus AuthorizationCreate(const AuthorizationRights *rights,
@@ -59,3 +48,19 @@ OSStatus AuthorizationCopyRights(AuthorizationRef authorization, const Authoriza
 [[deprecated]] OSStatus AuthorizationExecuteWithPrivileges(AuthorizationRef authorization,
     const char *pathToTool, AuthorizationFlags options, char *const *arguments,
     FILE **communicationsPipe);
+
+namespace AuthorizationStandIn {
+
+// What each call answers. A successful AuthorizationExecuteWithPrivileges really runs the
+// tool, joined to the returned pipe.
+struct Answers
+{
+    OSStatus create = 0, rightGet = 0, rightSet = 0, copyRights = 0, execute = 0, free = 0;
+};
+
+// Sets the answers and forgets the calls made so far.
+void reset(const Answers &answers);
+// One line per call with the arguments that matter, in order.
+QStringList calls();
+
+} // namespace AuthorizationStandIn
