@@ -8,8 +8,8 @@ using namespace FsTest;
 
 namespace {
 const char *const kSource = "CFSOperations.cpp";
-const QString kFailed
-    = QStringLiteral("internalSafeExchangeFile|Failed to internalSafeExchangeFile failed");
+const QStringList kFailed {"internalSafeExchangeFile|Failed to internalSafeExchangeFile failed",
+    "internalSafeExchangeFile|DoesNotExist:\tSpecified file/directory doesn't exist"};
 } // namespace
 
 class tst_CFSOperations : public QObject
@@ -20,7 +20,6 @@ private slots:
     void exchange_data();
     void exchange();
     void emptyArguments();
-    void withoutImplementation();
 };
 
 // The incoming version in/new replaces orig/app.cfg, whose current version is parked
@@ -31,7 +30,7 @@ void tst_CFSOperations::exchange_data()
     QTest::addColumn<QStringList>("faults"); // see Faulty
     QTest::addColumn<QString>("expected");
     QTest::addColumn<QStringList>("after");
-    QTest::addColumn<QStringList>("logged"); // the first lines, "function|text"
+    QTest::addColumn<QStringList>("logged"); // "function|text"
     using L = QStringList;
     const QString NEW = "orig/app.cfg file 644 \"NEW\" @1000000";
     const QString OLD = "orig/app.cfg file 644 \"OLD\" @1000000";
@@ -46,8 +45,8 @@ void tst_CFSOperations::exchange_data()
     QTest::newRow("template only, move fails") << L {"in/new=NEW", "orig/app.cfg.brisvane=T"} << L {"moveFile#1"} << "false" << L {IN, T} << L {};
     QTest::newRow("normal, new one stuck")     << L {"in/new=NEW", "orig/app.cfg=OLD"} << L {"moveFile#2"} << "false" << L {IN, OLD} << L {};
     QTest::newRow("both, new one stuck")       << L {"in/new=NEW", "orig/app.cfg=OLD", "orig/app.cfg.brisvane=T"} << L {"moveFile#2"} << "false" << L {IN, OLD, T} << L {};
-    QTest::newRow("normal, parking fails")     << L {"in/new=NEW", "orig/app.cfg=OLD"} << L {"moveFile#1"} << "DoesNotExist: Source doesn't exists: %Rout/new / Specified file doesn't exist" << L {IN, OLD} << L {kFailed};
-    QTest::newRow("normal, incoming missing")  << L {"orig/app.cfg=OLD"} << L {} << "DoesNotExist: Source doesn't exists: %Rin/new / Specified file doesn't exist" << L {"out/new file 644 \"OLD\" @1000000"} << L {kFailed};
+    QTest::newRow("normal, parking fails")     << L {"in/new=NEW", "orig/app.cfg=OLD"} << L {"moveFile#1"} << "DoesNotExist: Source doesn't exists: %Rout/new / Specified file doesn't exist" << L {IN, OLD} << kFailed;
+    QTest::newRow("normal, incoming missing")  << L {"orig/app.cfg=OLD"} << L {} << "DoesNotExist: Source doesn't exists: %Rin/new / Specified file doesn't exist" << L {"out/new file 644 \"OLD\" @1000000"} << kFailed;
     // clang-format on
 }
 
@@ -59,9 +58,7 @@ void tst_CFSOperations::exchange()
     QFETCH(QString, expected);
     QFETCH(QStringList, after);
     QFETCH(QStringList, logged);
-    after << "in dir 755"
-          << "orig dir 755"
-          << "out dir 755";
+    after += QStringList {"in dir 755", "orig dir 755", "out dir 755"};
     after.sort();
     const QDateTime stamp = QDateTime::fromSecsSinceEpoch(1700000000);
     for (const QDateTime &time : {QDateTime(), stamp}) {
@@ -75,47 +72,35 @@ void tst_CFSOperations::exchange()
                 r + "in", r + "out", r + "orig", "new", "app.cfg", time, time);
         }),
             QString(expected).replace("%R", r));
-        // A failure's second line is the exception's own description.
-        QCOMPARE(FsTest::logged(capture.messages(), kSource).mid(0, 1), logged);
-        QCOMPARE(capture.messages().size(), logged.size() * 2);
+        // A failure is logged with the first line of what() the exception shows.
+        QCOMPARE(
+            FsTest::logged(capture.messages(), kSource)
+                .replaceInStrings(
+                    QRegularExpression("\n.*", QRegularExpression::DotMatchesEverythingOption), ""),
+            logged);
         QCOMPARE(snapshot(r), after);
     }
 }
 
-// Any empty argument: nothing is touched, and the three lines name all the arguments.
+// Any empty argument: nothing is tried, and the three lines name all the arguments.
 void tst_CFSOperations::emptyArguments()
 {
-    QTemporaryDir dir;
+    QTemporaryDir dir; // empty: a call that went ahead would fail differently
     const QString r = dir.path() + QLatin1Char('/');
-    QVERIFY(make(r, {"in/", "out/", "orig/", "in/new=NEW", "orig/app.cfg=OLD"}));
-    const QStringList before = snapshot(r);
     for (int empty = 0; empty < 5; ++empty) {
         QStringList args {r + "in", r + "out", r + "orig", "new", "app.cfg"};
         args[empty].clear();
         CFSOperations fs;
         BvTest::MessageCapture capture;
         QVERIFY(!fs.safeExchangeFile(args[0], args[1], args[2], args[3], args[4], {}, {}));
-        const QStringList quoted = args.replaceInStrings(QRegularExpression("^(.*)$"), "\"\\1\"");
+        const QStringList q = args.replaceInStrings(QRegularExpression("^(.*)$"), "\"\\1\"");
         QCOMPARE(logged(capture.messages(), kSource),
             QStringList({"internalSafeExchangeFile|Empty path ...",
-                "internalSafeExchangeFile|XChgIn: " + quoted[0] + " XChgOut: " + quoted[1]
-                    + " XChgSrcName: " + quoted[3],
-                "internalSafeExchangeFile|OriginalPath: " + quoted[2]
-                    + " OriginalName: " + quoted[4]}));
-        QCOMPARE(snapshot(r), before);
+                QStringLiteral("internalSafeExchangeFile|XChgIn: %1 XChgOut: %2 XChgSrcName: %3")
+                    .arg(q[0], q[1], q[3]),
+                QStringLiteral("internalSafeExchangeFile|OriginalPath: %1 OriginalName: %2")
+                    .arg(q[2], q[4])}));
     }
-}
-
-void tst_CFSOperations::withoutImplementation()
-{
-    QTemporaryDir dir;
-    CFSOperations none(nullptr);
-    unsigned long long id = 7;
-    QVERIFY(none.isNull());
-    QVERIFY(!none.directoryExists(dir.path()));
-    QVERIFY(!none.getFSID(dir.path(), id));
-    QCOMPARE(id, 7ull);
-    QVERIFY(!none.safeExchangeFile(dir.path(), dir.path(), dir.path(), "a", "b", {}, {}));
 }
 
 QTEST_GUILESS_MAIN(tst_CFSOperations)

@@ -231,22 +231,17 @@ void tst_CMacFSOperations::safeOperations_data()
 // ---------------------------------------------------------------------------
 
 namespace {
-// faults: "VARIABLE=value" entries separated by ';'. The child's diagnostic lines come
-// back after the outcome.
-QStringList runInjected(
-    const QByteArray &mode, const QString &a, const QString &b, const QString &faults)
+// call: "<operation>|<path>[|<path>]", run in a child with the fault injector and the
+// variables in faults ("VARIABLE=value;..."). Answers the outcome, then the child's lines.
+QStringList runInjected(const QString &call, const QString &faults)
 {
-    QList<QByteArray> names {"LD_PRELOAD", "BV_TEST_A", "BV_TEST_B"};
-    qputenv("LD_PRELOAD", BV_FAULT_PRELOAD);
-    qputenv("BV_TEST_A", bytes(a));
-    qputenv("BV_TEST_B", bytes(b));
-    for (const QString &fault : faults.split(QLatin1Char(';'), Qt::SkipEmptyParts)) {
-        names << fault.section('=', 0, 0).toUtf8();
-        qputenv(names.last().constData(), fault.section('=', 1).toUtf8());
-    }
-    const BvTest::ChildResult child = BvTest::runChild(QString::fromLatin1(mode));
-    for (const QByteArray &name : names)
-        qunsetenv(name.constData());
+    const QStringList variables = QStringList {"LD_PRELOAD=" BV_FAULT_PRELOAD}
+        + faults.split(QLatin1Char(';'), Qt::SkipEmptyParts);
+    for (const QString &variable : variables)
+        qputenv(qPrintable(variable.section('=', 0, 0)), variable.section('=', 1).toUtf8());
+    const BvTest::ChildResult child = BvTest::runChild(call);
+    for (const QString &variable : variables)
+        qunsetenv(qPrintable(variable.section('=', 0, 0)));
     QStringList lines = QString::fromUtf8(child.standardError).split('\n', Qt::SkipEmptyParts);
     if (!lines.isEmpty() && lines.last().startsWith(QLatin1String("RESULT ")))
         lines.prepend(lines.takeLast().mid(7));
@@ -256,15 +251,14 @@ QStringList runInjected(
 
 int childMain(const QByteArray &mode)
 {
-    const QString a = CMacFSOperations::decodePath(qgetenv("BV_TEST_A"));
-    const QString b = CMacFSOperations::decodePath(qgetenv("BV_TEST_B"));
+    const QStringList call = QString::fromUtf8(mode).split(QLatin1Char('|'));
     CFSOperations fs;
     const QString result = outcome([&] {
-        if (mode == "copyFile")
-            return fs.copyFile(a, b, false, false, false);
-        if (mode == "copyDirectory")
-            return fs.copyDirectory(a, b);
-        return mode == "deleteDirectory" && fs.deleteDirectory(a, true);
+        if (call[0] == QLatin1String("copyFile"))
+            return fs.copyFile(call[1], call[2], false, false, false);
+        if (call[0] == QLatin1String("copyDirectory"))
+            return fs.copyDirectory(call[1], call[2]);
+        return fs.deleteDirectory(call[1], true);
     });
     std::fprintf(stderr, "RESULT %s\n", result.toUtf8().constData());
     return 0;
@@ -272,32 +266,30 @@ int childMain(const QByteArray &mode)
 
 void tst_CMacFSOperations::injectedFailures_data()
 {
-    QTest::addColumn<QByteArray>("mode");
-    QTest::addColumn<QString>("a");
-    QTest::addColumn<QString>("b");
+    QTest::addColumn<QString>("call"); // paths relative to the sandbox
     QTest::addColumn<QString>("faults");
     QTest::addColumn<QStringList>("result"); // the outcome, then diagnostic lines it gives
-    QTest::addColumn<QStringList>("added"); // to the sandbox's snapshot; nothing else changes
+    QTest::addColumn<QStringList>("gone"); // from the sandbox's snapshot...
+    QTest::addColumn<QStringList>("added"); // ...and what appears; nothing else may change
     const QString failed = QStringLiteral("FileSystemException: createDirectory failed. Errno: %1");
     const QString fdcopyFailed = QStringLiteral("file_copy|fdcopy failed");
     using L = QStringList;
     // clang-format off
-    QTest::newRow("write fails with EIO")    << QByteArray("copyFile") << "big" << "out" << "BV_FAULT_WRITE=/out:0:EIO" << L {failed.arg(EIO), "fdcopy|Could not write.", fdcopyFailed} << L {};
-    QTest::newRow("write fails with ENOSPC") << QByteArray("copyFile") << "big" << "out" << "BV_FAULT_WRITE=/out:16384" << L {failed.arg(ENOSPC), "fdcopy|Could not write.", fdcopyFailed} << L {};
-    QTest::newRow("read fails")              << QByteArray("copyFile") << "big" << "out" << "BV_FAULT_READ=/big" << L {failed.arg(EIO), "fdcopy|Could not read.", fdcopyFailed} << L {};
-    QTest::newRow("source unreadable")       << QByteArray("copyFile") << "big" << "out" << "BV_FAULT_OPEN=/big:EACCES" << L {failed.arg(EACCES), "file_copy|Could not open  \"%Rbig\""} << L {};
-    QTest::newRow("no d_type: delete")       << QByteArray("deleteDirectory") << "dir" << "" << "BV_FAULT_DTUNKNOWN=1" << L {"true"} << L {};
-    QTest::newRow("no d_type: copy")         << QByteArray("copyDirectory") << "dir" << "copy" << "BV_FAULT_DTUNKNOWN=1" << L {"true"} << kCopied;
+    QTest::newRow("write fails with EIO")    << "copyFile|big|out" << "BV_FAULT_WRITE=/out:0:EIO" << L {failed.arg(EIO), "fdcopy|Could not write.", fdcopyFailed} << L {} << L {};
+    QTest::newRow("write fails with ENOSPC") << "copyFile|big|out" << "BV_FAULT_WRITE=/out:16384" << L {failed.arg(ENOSPC), "fdcopy|Could not write.", fdcopyFailed} << L {} << L {};
+    QTest::newRow("read fails")              << "copyFile|big|out" << "BV_FAULT_READ=/big" << L {failed.arg(EIO), "fdcopy|Could not read.", fdcopyFailed} << L {} << L {};
+    QTest::newRow("source unreadable")       << "copyFile|big|out" << "BV_FAULT_OPEN=/big:EACCES" << L {failed.arg(EACCES), "file_copy|Could not open  \"%Rbig\""} << L {} << L {};
+    QTest::newRow("no d_type: delete")       << "deleteDirectory|dir" << "BV_FAULT_DTUNKNOWN=1" << L {"true"} << L {"dir"} << L {};
+    QTest::newRow("no d_type: copy")         << "copyDirectory|dir|copy" << "BV_FAULT_DTUNKNOWN=1" << L {"true"} << L {} << kCopied;
     // clang-format on
 }
 
 void tst_CMacFSOperations::injectedFailures()
 {
-    QFETCH(QByteArray, mode);
-    QFETCH(QString, a);
-    QFETCH(QString, b);
+    QFETCH(QString, call);
     QFETCH(QString, faults);
     QFETCH(QStringList, result);
+    QFETCH(QStringList, gone);
     QFETCH(QStringList, added);
     QByteArray big(40000, '\0');
     for (int i = 0; i < big.size(); ++i)
@@ -305,33 +297,27 @@ void tst_CMacFSOperations::injectedFailures()
     QVERIFY(make(m_Root, {"big=" + QString::fromLatin1(big)}));
     const QStringList before = snapshot(m_Root);
 
-    const QStringList lines = runInjected(mode, m_Root + a, b.isEmpty() ? b : m_Root + b, faults);
+    const QStringList lines = runInjected(call.replace("|", "|" + m_Root), faults);
     const QStringList got = logged(lines, kSource);
     QCOMPARE(got.value(0), fill(result, m_Root).first());
     for (const QString &line : fill(result, m_Root).mid(1)) // among the child's debug lines
         QVERIFY2(got.contains(line), qPrintable(line + " not in\n" + got.join('\n')));
-    QCOMPARE(snapshot(m_Root),
-        changed(before, mode == "deleteDirectory" ? QStringList {a} : QStringList(), added));
+    QCOMPARE(snapshot(m_Root), changed(before, gone, added));
 }
 
 void tst_CMacFSOperations::undeletableEntryStopsTheWalk()
 {
-    QVERIFY(make(m_Root, {"locked/", "locked/sub/", "locked/sub/inner=", "locked/LOCKED=kept"}));
-    for (int i = 0; i < 8; ++i)
-        QVERIFY(make(m_Root, {QStringLiteral("locked/f%1=").arg(i)}));
+    QVERIFY(make(m_Root,
+        {"locked/", "locked/sub/", "locked/sub/inner=", "locked/LOCKED=kept", "locked/f0=",
+            "locked/f1=", "locked/f2=", "locked/f3=", "locked/f4=", "locked/f5=", "locked/f6="}));
     // The names as readdir gives them, which is the order the walk takes.
     const auto listing = [&] {
-        QStringList names;
-        DIR *dir = ::opendir(bytes(m_Root + "locked").constData());
-        while (const dirent *entry = dir ? ::readdir(dir) : nullptr)
-            if (entry->d_name[0] != '.')
-                names << QString::fromUtf8(entry->d_name);
-        ::closedir(dir);
-        return names;
+        return QDir(m_Root + "locked")
+            .entryList(QDir::AllEntries | QDir::NoDotAndDotDot, QDir::Unsorted);
     };
     const QStringList order = listing();
     const QStringList lines
-        = runInjected("deleteDirectory", m_Root + "locked", {}, "BV_FAULT_UNLINK=LOCKED");
+        = runInjected("deleteDirectory|" + m_Root + "locked", "BV_FAULT_UNLINK=LOCKED");
     QCOMPARE(lines.value(0),
         QStringLiteral("FileSystemException: deleteFile failed. Errno: 13 'Permission denied' '%1'")
             .arg(m_Root + "locked/LOCKED"));

@@ -81,42 +81,33 @@ const Rules &rules()
     return loaded;
 }
 
-bool matches(const Rule &rule, const char *path)
+// Whether the rule makes a call on path fail; when it does, errno is set for the failure.
+bool hits(const Rule &rule, const char *path)
 {
-    return !rule.fragment.empty() && path && std::strstr(path, rule.fragment.c_str());
+    const bool hit = !rule.fragment.empty() && path && std::strstr(path, rule.fragment.c_str());
+    if (hit)
+        errno = rule.error;
+    return hit;
 }
 
-bool matchesFd(const Rule &rule, int fd)
+bool hitsFd(const Rule &rule, int fd)
 {
     char path[4096] = {};
     const std::string link = "/proc/self/fd/" + std::to_string(fd);
     return !rule.fragment.empty() && ::readlink(link.c_str(), path, sizeof path - 1) > 0
-        && matches(rule, path);
-}
-
-int fail(const Rule &rule)
-{
-    errno = rule.error;
-    return -1;
-}
-
-template<typename Function> Function next(const char *name)
-{
-    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+        && hits(rule, path);
 }
 
 } // namespace
 
-#define BV_REAL(name) static const auto real = next<decltype(&name)>(#name)
-// A wrapper that answers `failed` with the rule's errno when `when` holds, and otherwise
-// calls the real function with `args`.
-#define BV_WRAP(type, name, params, when, rule, failed, args)                                      \
+#define BV_REAL(name)                                                                              \
+    static const auto real = reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))
+// A wrapper that answers `failed` when `fails` holds and otherwise calls the real function.
+#define BV_WRAP(type, name, params, fails, failed, args)                                           \
     type name params                                                                               \
     {                                                                                              \
-        if (when) {                                                                                \
-            errno = rules().rule.error;                                                            \
+        if (fails)                                                                                 \
             return failed;                                                                         \
-        }                                                                                          \
         BV_REAL(name);                                                                             \
         return real args;                                                                          \
     }
@@ -131,8 +122,8 @@ template<typename Function> Function next(const char *name)
             mode = mode_t(va_arg(list, int));                                                      \
             va_end(list);                                                                          \
         }                                                                                          \
-        if (matches(rules().open, path))                                                           \
-            return fail(rules().open);                                                             \
+        if (hits(rules().open, path))                                                              \
+            return -1;                                                                             \
         BV_REAL(name);                                                                             \
         return real args;                                                                          \
     }
@@ -153,12 +144,12 @@ BV_OPEN(open, (const char *path, int flags, ...), (path, flags, mode))
 BV_OPEN(open64, (const char *path, int flags, ...), (path, flags, mode))
 BV_OPEN(openat, (int dirfd, const char *path, int flags, ...), (dirfd, path, flags, mode))
 BV_OPEN(openat64, (int dirfd, const char *path, int flags, ...), (dirfd, path, flags, mode))
-BV_WRAP(DIR *, opendir, (const char *path), matches(rules().open, path), open, nullptr, (path))
-BV_WRAP(ssize_t, read, (int fd, void *data, size_t count), matchesFd(rules().read, fd), read, -1, (fd, data, count))
-BV_WRAP(int, unlink, (const char *path), matches(rules().unlink, path), unlink, -1, (path))
-BV_WRAP(int, rmdir, (const char *path), matches(rules().unlink, path), unlink, -1, (path))
-BV_WRAP(int, remove, (const char *path), matches(rules().unlink, path), unlink, -1, (path))
-BV_WRAP(int, unlinkat, (int dirfd, const char *path, int flags), matches(rules().unlink, path), unlink, -1, (dirfd, path, flags))
+BV_WRAP(DIR *, opendir, (const char *path), hits(rules().open, path), nullptr, (path))
+BV_WRAP(ssize_t, read, (int fd, void *data, size_t count), hitsFd(rules().read, fd), -1, (fd, data, count))
+BV_WRAP(int, unlink, (const char *path), hits(rules().unlink, path), -1, (path))
+BV_WRAP(int, rmdir, (const char *path), hits(rules().unlink, path), -1, (path))
+BV_WRAP(int, remove, (const char *path), hits(rules().unlink, path), -1, (path))
+BV_WRAP(int, unlinkat, (int dirfd, const char *path, int flags), hits(rules().unlink, path), -1, (dirfd, path, flags))
 BV_READDIR(readdir, dirent)
 BV_READDIR(readdir64, dirent64)
 // clang-format on
@@ -166,10 +157,10 @@ BV_READDIR(readdir64, dirent64)
 ssize_t write(int fd, const void *data, size_t count)
 {
     const Rule &rule = rules().write;
-    if (matchesFd(rule, fd)) {
+    if (hitsFd(rule, fd)) {
         const off_t offset = ::lseek(fd, 0, SEEK_CUR);
         if (offset < 0 || offset >= rule.limit)
-            return fail(rule);
+            return -1;
         count = size_t(std::min<long long>(rule.limit - offset, (long long)count));
     }
     BV_REAL(write);
