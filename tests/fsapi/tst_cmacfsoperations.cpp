@@ -194,12 +194,15 @@ void tst_CMacFSOperations::safeOperations_data()
     addRow("deleteDirectory",             OP(f.safeDeleteDirectory(r + "empty", r + "safe", true)), "true", {"empty"});
     addRow("deleteDirectory: rolled back", OP(f.safeDeleteDirectory(r + "empty", r + "safe", true)), "false", {}, {}, {}, {"deleteDirectory#1"});
     addRow("deleteDirectory: rollback fails", OP(f.safeDeleteDirectory(r + "empty", r + "safe", true)), "false", {"empty"}, {"safe dir 755"}, rollback("safeDeleteDirectory", "\"%Rsafe\" \"%Rempty\""), {"deleteDirectory#1", "moveDirectory#2"});
+    addRow("deleteDirectory: parked on a folder", OP(f.safeDeleteDirectory(r + "dir", r + "empty", true)), "false", {}, {}, {"safeDeleteDirectory|Could not rename file to safe name:  \"%Rdir\" \"%Rempty\""});
     addRow("moveFile",                    OP(f.safeMoveFile(r + "file", r + "new/a", r + "safe", true, false)), "true", {"file"}, {"new dir 700", "new/a file 644 \"data\" @1000000"});
     addRow("moveFile: rolled back",       OP(f.safeMoveFile(r + "file", r + "new/a", r + "safe", true, false)), "false", {}, {}, {}, {"moveFile#2"});
+    addRow("moveFile: throws",            OP(f.safeMoveFile(r + "file", r + "new/a", r + "safe", true, false)), injected, {}, {}, {}, {"moveFile#2!"});
     addRow("moveFile: rollback fails",    OP(f.safeMoveFile(r + "file", r + "new/a", r + "safe", true, false)), "false", {"file"}, {parkedFile}, rollback("safeMoveFile", "\"%Rsafe\" \"%Rfile\""), {"moveFile#2", "moveFile#3"});
     addRow("moveFile: onto existing",     OP(f.safeMoveFile(r + "file", r + "long", r + "safe", true, false)), "FileExists: Destination already exists: %Rlong", {}, {}, {"safeMoveFile|Destination already exists:  \"%Rlong\""});
     addRow("moveDirectory",               OP(f.safeMoveDirectory(r + "empty", r + "dir/moved", r + "safe", false)), "true", {"empty"}, {"dir/moved dir 755"});
     addRow("moveDirectory: rolled back",  OP(f.safeMoveDirectory(r + "empty", r + "dir/moved", r + "safe", false)), "false", {}, {}, {}, {"moveDirectory#2"});
+    addRow("moveDirectory: throws",       OP(f.safeMoveDirectory(r + "empty", r + "dir/moved", r + "safe", false)), injected, {}, {}, {}, {"moveDirectory#2!"});
     addRow("moveDirectory: rollback fails", OP(f.safeMoveDirectory(r + "empty", r + "dir/moved", r + "safe", false)), "false", {"empty"}, {"safe dir 755"}, rollback("safeMoveDirectory", "\"%Rsafe\" \"%Rempty\""), {"moveDirectory#2", "moveDirectory#3"});
     addRow("copyFile",                    OP(f.safeCopyFile(r + "file", r + "copy", r + "safe", false, false, false)), "true", {}, {"copy file 644 \"data\""});
     addRow("copyFile: rolled back",       OP(f.safeCopyFile(r + "file", r + "copy", r + "safe", false, false, false)), "false", {}, {}, {}, {"moveFile#1"});
