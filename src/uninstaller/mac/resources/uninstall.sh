@@ -7,11 +7,13 @@
 # The uninstaller fills in the installation folder below; run by hand, the
 # script takes it as its first argument.
 
-function execute
+# Plain POSIX syntax for the function and the test: the privileged shell is /bin/sh,
+# which is bash on a Mac but need not be elsewhere.
+execute()
 {
     INSTALL_FOLDER="%1"
     # Written in two pieces so that filling in the folder cannot change it.
-    if [ "$INSTALL_FOLDER" == '%'"1" ]; then
+    if [ "$INSTALL_FOLDER" = '%'"1" ]; then
         INSTALL_FOLDER=$1
     fi
 

@@ -1,0 +1,23 @@
+#include "CMainWindow.h"
+#include "startup.h"
+
+#include <QApplication>
+#include <QTranslator>
+
+int main(int argc, char *argv[])
+{
+    QApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("Brisvane Uninstaller"));
+    QCoreApplication::setOrganizationDomain(QStringLiteral("brisvane.com"));
+    QCoreApplication::setOrganizationName(QStringLiteral("brisvane"));
+
+    QTranslator translator;
+    if (!loadTranslations(&translator))
+        return 1;
+
+    loadStylesheet();
+
+    CMainWindow window(nullptr);
+    window.show();
+    return app.exec();
+}
