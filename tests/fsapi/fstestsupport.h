@@ -1,22 +1,134 @@
 #pragma once
 
-// Helpers for the tests of the safe operations and the safe exchange.
+// Helpers for the file-system tests. Trees are made and read as bytes, so that names which
+// are not UTF-8 can be made and checked too.
 
 #include "fsapi/FSExceptions.h"
 #include "fsapi/mac/CMacFSOperations.h"
 
 #include "BvTestSupport.h"
 
-#include <QDirIterator>
 #include <QHash>
 #include <QRegularExpression>
 
-#include <cstdio>
+#include <ctime>
+#include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utime.h>
 
 namespace FsTest {
+
+inline QByteArray bytes(const QString &path)
+{
+    return CMacFSOperations::encodePath(path);
+}
+
+// Each entry is "name=content" (a file, mode 0644, modified at 1000000), "name/" (a
+// folder, 0755), or "name->target" (a symbolic link); names are relative to root.
+inline bool make(const QString &root, const QStringList &entries)
+{
+    for (const QString &entry : entries) {
+        const QByteArray e = bytes(entry);
+        const qsizetype arrow = e.indexOf("->");
+        const qsizetype eq = arrow < 0 ? e.indexOf('=') : e.left(arrow).indexOf('=');
+        const QByteArray path = bytes(root) + '/'
+            + (eq >= 0           ? e.left(eq)
+                    : arrow >= 0 ? e.left(arrow)
+                                 : e);
+        if (eq >= 0) {
+            const QByteArray content = e.mid(eq + 1);
+            const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            const utimbuf times {1000000, 1000000};
+            const bool written = fd >= 0
+                && ::write(fd, content.constData(), size_t(content.size())) == content.size();
+            if (fd < 0 || ::close(fd) != 0 || !written || ::chmod(path.constData(), 0644) != 0
+                || ::utime(path.constData(), &times) != 0)
+                return false;
+        } else if (arrow >= 0) {
+            if (::symlink(e.mid(arrow + 2).constData(), path.constData()) != 0)
+                return false;
+        } else if (::mkdir(path.constData(), 0755) != 0 || ::chmod(path.constData(), 0755) != 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Everything below root, one sorted line per entry: its relative path, then what matters
+// of it (a file's mode and content and, unless it was just written, its modification time;
+// a folder's mode; a link's target). Folder times are left out: renaming inside changes them.
+inline QStringList snapshot(const QString &root, const QByteArray &below = {})
+{
+    QStringList lines;
+    const QByteArray folder = bytes(root) + below;
+    DIR *dir = ::opendir(folder.constData());
+    while (const dirent *entry = dir ? ::readdir(dir) : nullptr) {
+        const QByteArray name = below + '/' + entry->d_name;
+        const QByteArray path = folder + '/' + entry->d_name;
+        struct stat st;
+        if (qstrcmp(entry->d_name, ".") == 0 || qstrcmp(entry->d_name, "..") == 0
+            || ::lstat(path.constData(), &st) != 0)
+            continue;
+        QString line = CMacFSOperations::decodePath(name.mid(1));
+        char target[4096] = {};
+        if (S_ISLNK(st.st_mode) && ::readlink(path.constData(), target, sizeof target - 1) > 0) {
+            line += QLatin1String(" -> ") + CMacFSOperations::decodePath(target);
+        } else if (S_ISDIR(st.st_mode)) {
+            line += QStringLiteral(" dir %1").arg(st.st_mode & 07777, 0, 8);
+            lines << snapshot(root, name);
+        } else {
+            QByteArray content(int(st.st_size), '\0');
+            const int fd = ::open(path.constData(), O_RDONLY);
+            content.truncate(fd < 0 ? 0 : int(::read(fd, content.data(), size_t(st.st_size))));
+            ::close(fd);
+            line += QStringLiteral(" file %1 \"%2\"")
+                        .arg(st.st_mode & 07777, 0, 8)
+                        .arg(QString::fromUtf8(content));
+            if (st.st_mtime < std::time(nullptr) - 3600)
+                line += QStringLiteral(" @%1").arg(qint64(st.st_mtime));
+        }
+        lines << line;
+    }
+    if (dir)
+        ::closedir(dir);
+    lines.sort();
+    return lines;
+}
+
+// "true"/"false" when call returned; "<type>: <message>[ / <sub-exception>]" of the
+// library exception it threw.
+template<typename Call> QString outcome(Call call)
+{
+    try {
+        return call() ? QStringLiteral("true") : QStringLiteral("false");
+    } catch (CException *e) {
+        QString text = QString::fromLatin1(e->getTypeName()) + QLatin1String(": ")
+            + QString::fromUtf8(e->getMessage().c_str());
+        if (e->getSubException())
+            text += QLatin1String(" / ") + QLatin1String(e->getSubException());
+        delete e;
+        return text;
+    }
+}
+
+// Diagnostic lines as "function|text", once their fixed prefix, naming sourceFile, is
+// checked; a line without that prefix comes back whole.
+inline QStringList logged(const QStringList &messages, const char *sourceFile)
+{
+    static const QRegularExpression prefix(
+        QStringLiteral("^\\[ -1 : MainThread \\] \\[ ([^ ]+) : \\d+ : ([^ ]+) \\] (.*)$"),
+        QRegularExpression::DotMatchesEverythingOption);
+    QStringList lines;
+    for (const QString &message : messages) {
+        const QRegularExpressionMatch m = prefix.match(message);
+        lines << (m.hasMatch() && m.captured(1) == QLatin1String(sourceFile)
+                ? m.captured(2) + QLatin1Char('|') + m.captured(3)
+                : message);
+    }
+    return lines;
+}
 
 // The POSIX operations, except that chosen calls of the plain operations fail: "moveFile#2"
 // makes the second moveFile answer false, "moveFile#2!" makes it throw a
@@ -37,7 +149,6 @@ public:
     bool deleteFile(S p, bool f) override { return pass("deleteFile") && CMacFSOperations::deleteFile(p, f); }
     bool deleteDirectory(S p, bool f) override { return pass("deleteDirectory") && CMacFSOperations::deleteDirectory(p, f); }
     bool copyFile(S s, S d, bool f, bool u, bool o) override { return pass("copyFile") && CMacFSOperations::copyFile(s, d, f, u, o); }
-    bool createDirectory(S p, D c, D m, D a, const EFileSystemAttribute &at, bool f) override { return pass("createDirectory") && CMacFSOperations::createDirectory(p, c, m, a, at, f); }
     bool setTimeStamps(S p, D c, D m, D a, bool f) override { return pass("setTimeStamps") && CMacFSOperations::setTimeStamps(p, c, m, a, f); }
     // clang-format on
 
@@ -55,83 +166,5 @@ private:
     QStringList m_Faults;
     QHash<QString, int> m_Calls;
 };
-
-// Everything below root, one line per entry, sorted: the relative path, then the type and
-// what matters of it (a file's content, mode and modification time, a link's target, a
-// folder's mode). A folder's own times are left out: renaming entries in it changes them.
-inline QStringList snapshot(const QString &root)
-{
-    QStringList lines;
-    QDirIterator it(root, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
-        QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        const QString path = it.next();
-        const QByteArray bytes = CMacFSOperations::encodePath(path);
-        struct stat st;
-        QString line = path.mid(root.size() + (root.endsWith(QLatin1Char('/')) ? 0 : 1));
-        if (::lstat(bytes.constData(), &st) != 0) {
-            line += QLatin1String(" vanished");
-        } else if (S_ISLNK(st.st_mode)) {
-            line += QLatin1String(" -> ") + QFile::symLinkTarget(path);
-        } else if (S_ISDIR(st.st_mode)) {
-            line += QStringLiteral(" dir %1").arg(st.st_mode & 07777, 0, 8);
-        } else {
-            QFile file(path);
-            file.open(QIODevice::ReadOnly);
-            line += QStringLiteral(" file %1 %2 \"%3\"")
-                        .arg(st.st_mode & 07777, 0, 8)
-                        .arg(qint64(st.st_mtime))
-                        .arg(QString::fromUtf8(file.readAll()));
-        }
-        lines << line;
-    }
-    lines.sort();
-    return lines;
-}
-
-inline bool writeFile(const QString &path, const QByteArray &content, qint64 mtime = 1000000)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-        return false;
-    file.close();
-    const QByteArray bytes = CMacFSOperations::encodePath(path);
-    const utimbuf times {time_t(mtime), time_t(mtime)};
-    return ::chmod(bytes.constData(), 0644) == 0 && ::utime(bytes.constData(), &times) == 0;
-}
-
-// "true"/"false" when call returned, "<type>: <message>" of the library exception it threw.
-template<typename Call> QString outcome(Call call)
-{
-    try {
-        return call() ? QStringLiteral("true") : QStringLiteral("false");
-    } catch (CException *e) {
-        const QString text = QString::fromLatin1(e->getTypeName()) + QLatin1String(": ")
-            + QString::fromUtf8(e->getMessage().c_str());
-        delete e;
-        return text;
-    }
-}
-
-// Checks the captured lines one by one: each "function|text" must be a whole diagnostic
-// line of that function in that source file, prefix included.
-inline void compareLines(
-    const BvTest::MessageCapture &capture, const char *sourceFile, const QStringList &expected)
-{
-    const QStringList got = capture.messages();
-    QVERIFY2(got.size() == expected.size(), qPrintable(got.join(QLatin1Char('\n'))));
-    for (int i = 0; i < got.size(); ++i) {
-        const qsizetype bar = expected.at(i).indexOf(QLatin1Char('|'));
-        const QRegularExpression line(QLatin1String("^")
-            + QRegularExpression::escape(QLatin1String("[ -1 : MainThread ] [ ")
-                + QLatin1String(sourceFile) + QLatin1String(" : "))
-            + QLatin1String("\\d+")
-            + QRegularExpression::escape(QLatin1String(" : ") + expected.at(i).left(bar)
-                + QLatin1String(" ] ") + expected.at(i).mid(bar + 1))
-            + QLatin1String("$"));
-        QVERIFY2(line.match(got.at(i)).hasMatch(),
-            qPrintable(got.at(i) + QLatin1String("\n  does not match\n") + line.pattern()));
-    }
-}
 
 } // namespace FsTest
