@@ -1,5 +1,7 @@
 #pragma once
 
+#include <stdexcept>
+
 // Helpers for the file-system tests. Trees are made and read as bytes, so that names which
 // are not UTF-8 can be made and checked too.
 
@@ -110,6 +112,12 @@ template<typename Call> QString outcome(Call call)
             text += QLatin1String(" / ") + QLatin1String(e->getSubException());
         delete e;
         return text;
+    } catch (int value) {
+        return QStringLiteral("int %1").arg(value);
+    } catch (const std::exception &e) {
+        return QStringLiteral("std: ") + QString::fromLocal8Bit(e.what());
+    } catch (...) {
+        return QStringLiteral("unknown");
     }
 }
 
@@ -160,6 +168,12 @@ private:
         if (m_Faults.contains(call + QLatin1Char('!')))
             throw new Exceptions::FileSystemException(
                 operation, "faulty", 1, "injected", CCallStack(), nullptr, -1, -1, nullptr);
+        if (m_Faults.contains(call + QLatin1String("!int")))
+            throw 7;
+        if (m_Faults.contains(call + QLatin1String("!std")))
+            throw std::runtime_error("injected");
+        if (m_Faults.contains(call + QLatin1String("!other")))
+            throw QStringLiteral("injected");
         return !m_Faults.contains(call);
     }
 

@@ -20,7 +20,46 @@ private slots:
     void exchange_data();
     void exchange();
     void emptyArguments();
+    void exceptionDescriptions_data();
+    void exceptionDescriptions();
 };
+
+void tst_CFSOperations::exceptionDescriptions_data()
+{
+    QTest::addColumn<int>("kind");
+    QTest::addColumn<QString>("header");
+    QTest::newRow("FileSystemException") << 0 << "FileSystemException:\tFileSystem Exception";
+    QTest::newRow("DoesNotExist") << 1 << "DoesNotExist:\tSpecified file/directory doesn't exist";
+    QTest::newRow("FileExists") << 2 << "FileExists:\tSpecified file already exists";
+    QTest::newRow("DirectoryExists") << 3 << "DirectoryExists:\tSpecified directory already exists";
+}
+
+// The report starts with the class's own name and description, also for a clone.
+void tst_CFSOperations::exceptionDescriptions()
+{
+    QFETCH(int, kind);
+    QFETCH(QString, header);
+    using namespace Exceptions;
+    const CCallStack stack;
+    QScopedPointer<CException> e;
+    switch (kind) {
+    case 0:
+        e.reset(new FileSystemException("f", "x.cpp", 1, "m", stack, nullptr, -1, -1, nullptr));
+        break;
+    case 1:
+        e.reset(new DoesNotExist("f", "x.cpp", 1, "m", stack, nullptr, -1, -1, nullptr));
+        break;
+    case 2:
+        e.reset(new FileExists("f", "x.cpp", 1, "m", stack, nullptr, -1, -1, nullptr));
+        break;
+    default:
+        e.reset(new DirectoryExists("f", "x.cpp", 1, "m", stack, nullptr, -1, -1, nullptr));
+        break;
+    }
+    QScopedPointer<CException> copy(e->clone());
+    QCOMPARE(QString::fromLatin1(e->what()).section('\n', 0, 0), header);
+    QCOMPARE(QString::fromLatin1(copy->what()).section('\n', 0, 0), header);
+}
 
 // The incoming version in/new replaces orig/app.cfg, whose current version is parked
 // as out/new; orig/app.cfg.brisvane is its template.
@@ -46,6 +85,10 @@ void tst_CFSOperations::exchange_data()
     QTest::newRow("normal, new one stuck")     << L {"in/new=NEW", "orig/app.cfg=OLD"} << L {"moveFile#2"} << "false" << L {IN, OLD} << L {};
     QTest::newRow("both, new one stuck")       << L {"in/new=NEW", "orig/app.cfg=OLD", "orig/app.cfg.brisvane=T"} << L {"moveFile#2"} << "false" << L {IN, OLD, T} << L {};
     QTest::newRow("normal, parking fails")     << L {"in/new=NEW", "orig/app.cfg=OLD"} << L {"moveFile#1"} << "DoesNotExist: Source doesn't exists: %Rout/new / Specified file doesn't exist" << L {IN, OLD} << kFailed;
+    // Whatever a file operation throws is logged and passed on unchanged.
+    QTest::newRow("throws int")                << L {"in/new=NEW"} << L {"moveFile#1!int"} << "int 7" << L {IN} << L {"internalSafeExchangeFile|Failed to internalSafeExchangeFile failed", "internalSafeExchangeFile|catched int: 7"};
+    QTest::newRow("throws std::exception")     << L {"in/new=NEW"} << L {"moveFile#1!std"} << "std: injected" << L {IN} << L {"internalSafeExchangeFile|Failed to internalSafeExchangeFile failed", "internalSafeExchangeFile|injected"};
+    QTest::newRow("throws anything else")      << L {"in/new=NEW"} << L {"moveFile#1!other"} << "unknown" << L {IN} << L {"internalSafeExchangeFile|Failed to internalSafeExchangeFile failed! Unkown exception."};
     QTest::newRow("normal, incoming missing")  << L {"orig/app.cfg=OLD"} << L {} << "DoesNotExist: Source doesn't exists: %Rin/new / Specified file doesn't exist" << L {"out/new file 644 \"OLD\" @1000000"} << kFailed;
     // clang-format on
 }
