@@ -61,23 +61,20 @@ void tst_Startup::startup()
     QFETCH(QString, sheetArgument);
     QFETCH(QStringList, expected);
 
+    // Latin-1 on purpose in the style sheet: it is read as Latin-1, not UTF-8.
     QTemporaryDir dir;
     const QString contents = dir.filePath(QStringLiteral("Brisvane.app/Contents"));
-    const QString executable = contents + QStringLiteral("/MacOS/tst_startup");
-    QVERIFY(QDir().mkpath(contents + "/MacOS") && QDir().mkpath(contents + "/Resources"));
-    QCOMPARE(::link(QFile::encodeName(QCoreApplication::applicationFilePath()).constData(),
-                 QFile::encodeName(executable).constData()),
+    QCOMPARE(
+        QProcess::execute(QStringLiteral("/bin/sh"),
+            {"-ec",
+                "mkdir -p \"$0/MacOS\" \"$0/Resources\"; cd \"$0\"; ln \"$1\" MacOS/tst_startup;"
+                " if [ \"$2\" != - ]; then mkdir Translations; for name in $2; do"
+                " cp \"$4/$name\" Translations; done; fi;"
+                " if [ \"$3\" != - ]; then printf 'QLabel { color: red; } /* \\351 */'"
+                " >Resources/mac_BSVN.css; fi",
+                contents, QCoreApplication::applicationFilePath(), catalogues.join(' '),
+                sheetArgument, BV_TEST_QM_DIR}),
         0);
-    if (catalogues != QStringList {QStringLiteral("-")})
-        QVERIFY(QDir().mkpath(contents + "/Translations"));
-    for (const QString &name : catalogues.filter(QStringLiteral(".qm")))
-        QVERIFY(QFile::copy(BV_TEST_QM_DIR "/" + name, contents + "/Translations/" + name));
-    if (sheetArgument != QLatin1String("-")) {
-        QFile sheet(contents + QStringLiteral("/Resources/mac_BSVN.css"));
-        // Latin-1 on purpose: the file is read as Latin-1, not UTF-8.
-        QVERIFY(
-            sheet.open(QIODevice::WriteOnly) && sheet.write("QLabel { color: red; } /* \xe9 */"));
-    }
 
     QProcess child;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
@@ -85,7 +82,7 @@ void tst_Startup::startup()
     env.insert(QStringLiteral("LC_ALL"), locale);
     env.remove(QStringLiteral("QT_QPA_PLATFORMTHEME"));
     child.setProcessEnvironment(env);
-    child.start(executable,
+    child.start(contents + "/MacOS/tst_startup",
         sheetArgument.startsWith('/') ? QStringList {"-stylesheet", sheetArgument}
                                       : QStringList {});
     QVERIFY(child.waitForFinished(30000));

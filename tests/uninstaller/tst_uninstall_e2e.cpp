@@ -37,29 +37,17 @@ private:
 
 namespace {
 
-bool writeFile(const QString &path, const QByteArray &data)
+// Runs `script` with -e in the sandbox `root` ("$1" names the folder the product is
+// installed in, "$2" the product's pid); answers the trace when it fails, so that it
+// names the failing command.
+QByteArray sh(const QString &root, const QString &script, const QStringList &arguments)
 {
-    QFile file(path);
-    return QDir().mkpath(QFileInfo(path).path()) && file.open(QIODevice::WriteOnly)
-        && file.write(data) == data.size();
-}
-
-QByteArray readAll(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(unreadable)");
-}
-
-// Every file below `dir` by relative path, with its contents.
-QMap<QString, QByteArray> snapshot(const QString &dir)
-{
-    QMap<QString, QByteArray> files;
-    QDirIterator it(dir, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        const QString path = it.next();
-        files.insert(path.mid(dir.size()), readAll(path));
-    }
-    return files;
+    QProcess shell;
+    shell.setWorkingDirectory(root);
+    shell.start(QStringLiteral("/bin/sh"), QStringList {"-exc", script, "sh"} + arguments);
+    if (shell.waitForFinished(30000) && shell.exitCode() == 0)
+        return QByteArray();
+    return "failed:\n" + shell.readAllStandardError();
 }
 
 } // namespace
@@ -88,91 +76,99 @@ void tst_UninstallE2e::initTestCase()
 void tst_UninstallE2e::run_data()
 {
     QTest::addColumn<QString>("applications"); // the folder the product is installed in
-    QTest::addColumn<QString>("variant");
+    QTest::addColumn<QString>("product"); // starts the running product, in the background
+    QTest::addColumn<QString>("faultRead"); // the file the fault injector keeps from being read
+    QTest::addColumn<QString>("expected"); // checks run in the sandbox once the window is closed
 
     // clang-format off
-    QTest::newRow("plain installation") << "Applications" << "";
-    QTest::newRow("product folder holds more than the bundle") << "Applications" << "extra entry";
-    QTest::newRow("hostile folder name") << "Apps \"x\" 'y' $(touch PWNED) `touch PWNED` ; touch PWNED \\\n$HOME ${IFS}&& touch PWNED|" << "";
-    QTest::newRow("key file cannot be read") << "Applications" << "unreadable key";
-    QTest::newRow("product ignores SIGTERM") << "Applications" << "stubborn product";
+    const QString bundled = QStringLiteral("\"$1/Brisvane/Brisvane.app/Contents/MacOS/Brisvane\" 300");
+    // Nothing is gone, and the browser was not asked for anything.
+    const QString untouched = QStringLiteral(
+        "diff -r keys home/.bv2; [ -f home/.config/Brisvane/Brisvane.conf ]; [ ! -e privileged.log ];"
+        " [ ! -e browser.log ]; [ -x \"$1/Brisvane/Brisvane.app/Contents/MacOS/UnInstallerMac\" ]");
+    // Stopped, backed up and removed; the browser is started detached: give it a moment.
+    // The script names the machine-wide folder too; the stand-in refuses it, and only it.
+    const QString removed = QStringLiteral(
+        "[ ! -e /proc/$2 ]; [ ! -e home/.bv2 ]; [ ! -e home/.config/Brisvane ]; [ $(ls home/Documents | wc -l) = 2 ];"
+        " diff -r keys/pss home/Documents/pss_*;"
+        " diff -r keys/server_access_keys home/Documents/server_access_keys_*;"
+        " [ $(grep -c refused: privileged.log) = 1 ];"
+        " grep -qxF 'refused: rm -rf /Library/Application\\ Support/Brisvane (outside the sandbox)' privileged.log;"
+        " timeout 5 sh -c 'until [ -s browser.log ]; do sleep 0.1; done';"
+        " grep -qxF 'https://www.brisvane.com/redirector.php?lang=en&page=uninstall' browser.log; ");
+    QTest::newRow("plain installation") << "Applications" << bundled << "" << removed + "[ ! -e \"$1/Brisvane\" ]";
+    QTest::newRow("product folder holds more than the bundle") << "Applications" << "touch \"$1/Brisvane/Notes.txt\"; " + bundled << ""
+        << removed + "[ ! -e \"$1/Brisvane/Brisvane.app\" ]; [ -f \"$1/Brisvane/Notes.txt\" ]";
+    QTest::newRow("hostile folder name") << "Apps \"x\" 'y' $(touch PWNED) `touch PWNED` ; touch PWNED \\\n$HOME ${IFS}&& touch PWNED|"
+        << bundled << "" << removed + "[ ! -e \"$1/Brisvane\" ]";
+    QTest::newRow("key file cannot be read") << "Applications" << bundled << "deep.key" << "[ ! -e /proc/$2 ]; " + untouched;
+    QTest::newRow("product ignores SIGTERM") << "Applications" << "trap '' TERM; cp /bin/sleep Brisvane; ./Brisvane 300" << ""
+        << "[ -e /proc/$2 ]; " + untouched;
     // clang-format on
 }
 
 void tst_UninstallE2e::run()
 {
     QFETCH(QString, applications);
-    QFETCH(QString, variant);
-    const bool succeeds = variant != QLatin1String("unreadable key")
-        && variant != QLatin1String("stubborn product");
+    QFETCH(QString, product);
+    QFETCH(QString, faultRead);
+    QFETCH(QString, expected);
 
     QTemporaryDir sandbox(QDir::homePath() + QStringLiteral("/../run-XXXXXX"));
     QVERIFY2(sandbox.isValid(), qPrintable(sandbox.errorString()));
     const QString root = QFileInfo(sandbox.path()).canonicalFilePath();
-    const QString home = root + QStringLiteral("/home");
-    const QString apps = root + '/' + applications;
-    const QString product = apps + QStringLiteral("/Brisvane");
-    const QString macOS = product + QStringLiteral("/Brisvane.app/Contents/MacOS");
 
     // The installation: the staged tree, hard-linked (the copy is removed, the staged
-    // files stay), and the user's files, plus canaries that must survive whatever happens.
-    QVERIFY(QDir().mkpath(apps) && QDir().mkpath(home + "/Documents"));
-    QCOMPARE(QProcess::execute(QStringLiteral("cp"), {"-al", BV_STAGE_PRODUCT_DIR, apps}), 0);
-    if (variant == QLatin1String("extra entry"))
-        QVERIFY(writeFile(product + "/Notes.txt", "the user's own notes"));
-    QVERIFY(writeFile(apps + "/Other/keep.txt", "canary")
-        && writeFile(home + "/.config/other/keep.conf", "canary")
-        && writeFile(home + "/.bv2/pss/id.key", "first key")
-        && writeFile(home + "/.bv2/pss/nested/deep.key", QByteArray(70000, 'd'))
-        && writeFile(home + "/.bv2/server_access_keys/server.key", "second key")
-        && writeFile(home + "/.bv2/cache/index.db", "cache")
-        && writeFile(home + "/.config/Brisvane/Brisvane.conf", "[General]\n"));
-    const QMap<QString, QByteArray> keys1 = snapshot(home + "/.bv2/pss");
-    const QMap<QString, QByteArray> keys2 = snapshot(home + "/.bv2/server_access_keys");
+    // files stay), the user's files and a copy of the keys to compare the backups with,
+    // plus canaries that must survive whatever happens.
+    QByteArray failure = sh(root,
+        "mkdir -p \"$1/Other\" home/Documents home/.bv2/pss/nested home/.bv2/server_access_keys"
+        " home/.config/Brisvane home/.config/other; cp -al " BV_STAGE_PRODUCT_DIR " \"$1\";"
+        " echo canary >\"$1/Other/keep.txt\"; echo canary >home/.config/other/keep.conf;"
+        " echo first key >home/.bv2/pss/id.key; head -c 70000 /dev/urandom"
+        " >home/.bv2/pss/nested/deep.key; echo second key >home/.bv2/server_access_keys/s.key;"
+        " echo cache >home/.bv2/cache.db; echo >home/.config/Brisvane/Brisvane.conf;"
+        " cp -a home/.bv2 keys",
+        {applications});
+    QVERIFY2(failure.isEmpty(), failure.constData());
 
     // The uninstaller stops the first process called Brisvane it finds: it must be ours.
     QTRY_VERIFY2_WITH_TIMEOUT(QProcess::execute("pgrep", {"-x", "Brisvane"}) == 1,
         "another process called Brisvane is running; the uninstaller would stop it", 60000);
     // A shell starts the product and waits for it, so that it is reaped as soon as it
     // ends (as the system does for a real product); a zombie would still answer signal 0.
-    QString productProgram = macOS + QStringLiteral("/Brisvane");
-    QString trap;
-    if (variant == QLatin1String("stubborn product")) {
-        productProgram = root + QStringLiteral("/Brisvane");
-        QVERIFY(QFile::copy(QStandardPaths::findExecutable("sleep"), productProgram));
-        trap = QStringLiteral("trap '' TERM; ");
-    }
     QProcess productShell;
-    productShell.start("/bin/sh", {"-c", trap + "\"$0\" 300 & echo $!; wait", productProgram});
+    productShell.setWorkingDirectory(root);
+    productShell.start("/bin/sh", {"-c", product + " & echo $!; wait", "sh", applications});
     QVERIFY(productShell.waitForReadyRead(5000));
-    const pid_t productPid = productShell.readLine().trimmed().toInt();
-    QTRY_COMPARE(readAll(QStringLiteral("/proc/%1/comm").arg(productPid)), "Brisvane\n");
+    const QString productPid = QString::fromLatin1(productShell.readLine().trimmed());
+    QTRY_COMPARE(sh(root, "grep -qx Brisvane /proc/$2/comm", {applications, productPid}), "");
     auto stopProduct = qScopeGuard([&productShell, productPid] {
-        ::kill(productPid, SIGKILL);
+        ::kill(productPid.toInt(), SIGKILL);
         productShell.waitForFinished();
     });
 
     QProcess uninstaller;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("HOME", home);
-    env.insert("XDG_CONFIG_HOME", home + "/.config");
-    env.insert("XDG_CACHE_HOME", home + "/.cache");
+    env.insert("HOME", root + "/home");
+    env.insert("XDG_CONFIG_HOME", root + "/home/.config");
+    env.insert("XDG_CACHE_HOME", root + "/home/.cache");
     env.insert("BV_SANDBOX", root);
     env.insert("PATH", BV_SOURCE_DIR "/tools/sandbox-bin:" + env.value("PATH"));
-    env.insert("DISPLAY", m_Display);
     env.insert("QT_QPA_PLATFORM", "xcb");
     env.insert("LC_ALL", "C");
-    if (variant == QLatin1String("unreadable key")) {
+    if (!faultRead.isEmpty()) {
         // Root reads everything: the read error comes from the fault injector. In the
         // sanitized build the sanitizer runtime is not preloaded ahead of it (it would be
         // inherited by ps and the other plain tools); it is told to accept that instead.
         env.insert("LD_PRELOAD", BV_FAULTINJECT);
         env.insert("ASAN_OPTIONS", env.value("ASAN_OPTIONS") + ":verify_asan_link_order=0");
-        env.insert("BV_FAULT_READ", "deep.key");
+        env.insert("BV_FAULT_READ", faultRead);
     }
     uninstaller.setProcessEnvironment(env);
     uninstaller.setWorkingDirectory(root);
-    uninstaller.start(macOS + QStringLiteral("/UnInstallerMac"), {});
+    uninstaller.start(
+        root + '/' + applications + "/Brisvane/Brisvane.app/Contents/MacOS/UnInstallerMac", {});
     QVERIFY(uninstaller.waitForStarted());
     auto stopUninstaller = qScopeGuard([&uninstaller] {
         uninstaller.kill();
@@ -194,52 +190,18 @@ void tst_UninstallE2e::run()
         xdotool.waitForFinished(10000);
         uninstaller.waitForFinished(500);
     }
-    const QByteArray log = uninstaller.readAllStandardError();
-    QVERIFY2(uninstaller.state() == QProcess::NotRunning, log.right(3000).constData());
+    QVERIFY2(uninstaller.state() == QProcess::NotRunning,
+        uninstaller.readAllStandardError().right(3000).constData());
     QCOMPARE(uninstaller.exitStatus(), QProcess::NormalExit);
     QCOMPARE(uninstaller.exitCode(), 0);
 
     // Nothing ran that the folder name smuggled in, and the canaries are untouched.
-    QVERIFY(!QDirIterator(root, {"PWNED"}, QDir::AllEntries | QDir::Hidden | QDir::System,
-        QDirIterator::Subdirectories)
-                 .hasNext());
-    QCOMPARE(readAll(apps + "/Other/keep.txt") + readAll(home + "/.config/other/keep.conf"),
-        "canarycanary");
-    const QByteArray privileged = readAll(root + "/privileged.log");
-    const bool productRunning = ::kill(productPid, 0) == 0;
-    if (!succeeds) {
-        QCOMPARE(productRunning, variant == QLatin1String("stubborn product"));
-        QCOMPARE(snapshot(home + "/.bv2/pss"), keys1);
-        QCOMPARE(snapshot(home + "/.bv2/server_access_keys"), keys2);
-        QVERIFY(QFileInfo::exists(home + "/.bv2/cache/index.db")
-            && QFileInfo::exists(home + "/.config/Brisvane/Brisvane.conf")
-            && QFileInfo::exists(macOS + "/UnInstallerMac"));
-        QCOMPARE(privileged + readAll(root + "/browser.log"), "(unreadable)(unreadable)");
-        return;
-    }
-
-    QVERIFY2(!productRunning, "the product was not stopped");
-    // The browser is started detached: give it a moment to write down its address.
-    QTRY_COMPARE_WITH_TIMEOUT(readAll(root + "/browser.log"),
-        "https://www.brisvane.com/redirector.php?lang=en&page=uninstall\n", 5000);
-    QVERIFY(!QFileInfo::exists(home + "/.bv2") && !QFileInfo::exists(home + "/.config/Brisvane"));
-    if (variant == QLatin1String("extra entry")) {
-        QVERIFY(!QFileInfo::exists(product + "/Brisvane.app"));
-        QCOMPARE(readAll(product + "/Notes.txt"), "the user's own notes");
-    } else {
-        QVERIFY(!QFileInfo::exists(product));
-    }
-    const QDir documents(home + "/Documents");
-    const QStringList backups = documents.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-    QCOMPARE(backups.size(), 2);
-    QVERIFY(backups.at(0).startsWith("pss_") && backups.at(1).startsWith("server_access_keys_"));
-    QCOMPARE(snapshot(documents.filePath(backups.at(0))), keys1);
-    QCOMPARE(snapshot(documents.filePath(backups.at(1))), keys2);
-    // The script named the machine-wide folder too; the stand-in refused it, and only it.
-    QVERIFY2(privileged.contains("refused: rm -rf /Library/Application\\ Support/Brisvane "
-                                 "(outside the sandbox)"),
-        privileged.constData());
-    QCOMPARE(privileged.count("refused:"), 1);
+    failure = sh(root,
+        "[ -z \"$(find . -name PWNED)\" ]; cat \"$1/Other/keep.txt\" home/.config/other/keep.conf"
+        " | grep -c canary | grep -qx 2; "
+            + expected,
+        {applications, productPid});
+    QVERIFY2(failure.isEmpty(), failure.constData());
 }
 
 QTEST_GUILESS_MAIN(tst_UninstallE2e)
