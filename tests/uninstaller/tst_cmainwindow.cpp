@@ -14,7 +14,7 @@
 #include <unistd.h>
 
 // The window runs in the test's own HOME. `ps` is a stand-in on PATH that prints the
-// file named by BV_FAKE_PS, so the product's processes are whatever a test writes
+// file named by BV_FAKE_PS (data/bin/ps), so the product's processes are whatever a test writes
 // there and no real process on the machine is ever stopped.
 class tst_CMainWindow : public QObject
 {
@@ -33,9 +33,6 @@ private slots:
 
 public:
     static int successChild();
-
-private:
-    QTemporaryDir m_Tools;
 };
 
 namespace {
@@ -62,12 +59,8 @@ void tst_CMainWindow::initTestCase()
 {
     QVERIFY2(QDir::homePath().contains(QLatin1String("sandbox")),
         "refusing to run outside the test sandbox HOME");
-    QVERIFY2(m_Tools.isValid(), qPrintable(m_Tools.errorString()));
-    qputenv("PATH", QFile::encodeName(m_Tools.path()) + ':' + qgetenv("PATH"));
-    qputenv("BV_FAKE_PS", QFile::encodeName(m_Tools.filePath(QStringLiteral("ps.out"))));
-    QCOMPARE(sh("cd '" + m_Tools.path()
-                 + "'; printf '#!/bin/sh\\ncat \"$BV_FAKE_PS\"\\n' >ps; chmod +x ps"),
-        0);
+    qputenv("PATH", BV_SOURCE_DIR "/tests/uninstaller/data/bin:" + qgetenv("PATH"));
+    qputenv("BV_FAKE_PS", QFile::encodeName(home("ps.out")));
 }
 
 void tst_CMainWindow::init()
@@ -261,28 +254,19 @@ void tst_CMainWindow::success()
 
     QTemporaryDir sandbox(QDir::homePath() + QStringLiteral("/../run-XXXXXX"));
     QVERIFY2(sandbox.isValid(), qPrintable(sandbox.errorString()));
-    const QString root = QFileInfo(sandbox.path()).canonicalFilePath();
-    const QString product = root + QStringLiteral("/Applications/Brisvane");
-    const QString executable = product + QStringLiteral("/Brisvane.app/Contents/MacOS/tst");
-    QVERIFY(QDir().mkpath(QFileInfo(executable).path()) && QDir().mkpath(root + "/home"));
-    QCOMPARE(::link(QFile::encodeName(QCoreApplication::applicationFilePath()).constData(),
-                 QFile::encodeName(executable).constData()),
-        0);
-
     QProcess child;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("BV_TEST_CHILD"), QStringLiteral("success"));
-    env.insert(QStringLiteral("HOME"), root + QStringLiteral("/home"));
-    env.insert(QStringLiteral("BV_SANDBOX"), root);
-    env.insert(QStringLiteral("PATH"),
-        m_Tools.path() + QStringLiteral(":" BV_SOURCE_DIR "/tools/sandbox-bin:")
-            + env.value(QStringLiteral("PATH")));
-    child.setProcessEnvironment(env);
-    child.start(executable, {});
+    child.start(QStringLiteral("/bin/sh"),
+        {"-ec",
+            "cd \"$0\"; root=$(pwd -P); product=\"$root/Applications/Brisvane\";"
+            " mkdir -p home \"$product/Brisvane.app/Contents/MacOS\";"
+            " ln \"$1\" \"$product/Brisvane.app/Contents/MacOS/tst\";"
+            " HOME=\"$root/home\" BV_SANDBOX=\"$root\" BV_TEST_CHILD=success"
+            " PATH=\"$2/tools/sandbox-bin:$PATH\" \"$product/Brisvane.app/Contents/MacOS/tst\";"
+            " if [ -e \"$product\" ]; then echo '|product folder left'; fi",
+            sandbox.path(), QCoreApplication::applicationFilePath(), BV_SOURCE_DIR});
     QVERIFY(child.waitForFinished(60000));
     QVERIFY2(child.exitCode() == 0, child.readAllStandardError().constData());
     QCOMPARE(child.readAllStandardOutput(), "100|Uninstall successful.|0|Close|default|closed");
-    QVERIFY(!QFileInfo::exists(product));
 }
 
 int tst_CMainWindow::successChild()
