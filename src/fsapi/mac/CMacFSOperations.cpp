@@ -766,43 +766,13 @@ bool CMacFSOperations::moveDirectory(const QString &src, const QString &dst, boo
 
 bool CMacFSOperations::renameFile(const QString &from, const QString &to, bool overwrite)
 {
-    if (from.isEmpty()) {
-        BV_CRITICAL() << "Empty src path ...";
-        return false;
-    }
-    if (to.isEmpty()) {
-        BV_CRITICAL() << "Empty dest path ...";
-        return false;
-    }
-    QString fromFolder;
-    QString toFolder;
-    if (!splitFolder(from, fromFolder) || !splitFolder(to, toFolder)) {
-        BV_CRITICAL() << "could not split path";
-        return false;
-    }
-    if (fromFolder != toFolder)
-        FS_THROW_INVALID(QStringLiteral("Paths not equal"));
+    FS_CHECK_RENAME_ARGUMENTS(from, to);
     return moveFile(from, to, false, overwrite);
 }
 
 bool CMacFSOperations::renameDirectory(const QString &from, const QString &to)
 {
-    if (from.isEmpty()) {
-        BV_CRITICAL() << "Empty src path ...";
-        return false;
-    }
-    if (to.isEmpty()) {
-        BV_CRITICAL() << "Empty dest path ...";
-        return false;
-    }
-    QString fromFolder;
-    QString toFolder;
-    if (!splitFolder(from, fromFolder) || !splitFolder(to, toFolder)) {
-        BV_CRITICAL() << "could not split path";
-        return false;
-    }
-    if (fromFolder != toFolder)
-        FS_THROW_INVALID(QStringLiteral("Paths not equal"));
+    FS_CHECK_RENAME_ARGUMENTS(from, to);
     return moveDirectory(from, to, false);
 }
 

@@ -20,3 +20,25 @@
     Exceptions::THROW_EXCEPTION_WITH_CAUSE_FROM_SUB_FileSystemException(__func__, BV_SOURCE_FILE,  \
         __LINE__, CMacFSOperations::encodePath(message).constData(), -1, -1, nullptr,              \
         "Invalid parameter")
+
+// The argument checks of the four renames: both paths given, both in one folder. A macro,
+// so that the log lines and the exception name the rename that was called.
+#define FS_CHECK_RENAME_ARGUMENTS(from, to)                                                        \
+    do {                                                                                           \
+        if ((from).isEmpty()) {                                                                    \
+            BV_CRITICAL() << "Empty src path ...";                                                 \
+            return false;                                                                          \
+        }                                                                                          \
+        if ((to).isEmpty()) {                                                                      \
+            BV_CRITICAL() << "Empty dest path ...";                                                \
+            return false;                                                                          \
+        }                                                                                          \
+        QString fromFolder;                                                                        \
+        QString toFolder;                                                                          \
+        if (!splitFolder(from, fromFolder) || !splitFolder(to, toFolder)) {                        \
+            BV_CRITICAL() << "could not split path";                                               \
+            return false;                                                                          \
+        }                                                                                          \
+        if (fromFolder != toFolder)                                                                \
+            FS_THROW_INVALID(QStringLiteral("Paths not equal"));                                   \
+    } while (false)

@@ -278,22 +278,7 @@ bool CMacFSOperations::safeMoveDirectory(
 bool CMacFSOperations::safeRenameFile(
     const QString &from, const QString &to, const QString &safeName, bool overwrite)
 {
-    if (from.isEmpty()) {
-        BV_CRITICAL() << "Empty src path ...";
-        return false;
-    }
-    if (to.isEmpty()) {
-        BV_CRITICAL() << "Empty dest path ...";
-        return false;
-    }
-    QString fromFolder;
-    QString toFolder;
-    if (!splitFolder(from, fromFolder) || !splitFolder(to, toFolder)) {
-        BV_CRITICAL() << "could not split path";
-        return false;
-    }
-    if (fromFolder != toFolder)
-        FS_THROW_INVALID(QStringLiteral("Paths not equal"));
+    FS_CHECK_RENAME_ARGUMENTS(from, to);
     // No force: the folder is the source's own and exists.
     return safeMoveFile(from, to, safeName, false, overwrite);
 }
@@ -301,22 +286,7 @@ bool CMacFSOperations::safeRenameFile(
 bool CMacFSOperations::safeRenameDirectory(
     const QString &from, const QString &to, const QString &safeName)
 {
-    if (from.isEmpty()) {
-        BV_CRITICAL() << "Empty src path ...";
-        return false;
-    }
-    if (to.isEmpty()) {
-        BV_CRITICAL() << "Empty dest path ...";
-        return false;
-    }
-    QString fromFolder;
-    QString toFolder;
-    if (!splitFolder(from, fromFolder) || !splitFolder(to, toFolder)) {
-        BV_CRITICAL() << "could not split path";
-        return false;
-    }
-    if (fromFolder != toFolder)
-        FS_THROW_INVALID(QStringLiteral("Paths not equal"));
+    FS_CHECK_RENAME_ARGUMENTS(from, to);
     return safeMoveDirectory(from, to, safeName, false);
 }
 
