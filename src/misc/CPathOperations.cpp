@@ -155,8 +155,6 @@ QString CPathOperations::makeSpaceRelativePath(
     QString result = fromNativeSeparators(path, false);
     if (result.startsWith(space))
         result = result.mid(space.length());
-    else if (result + QLatin1Char('/') == space)
-        result.clear(); // the space's own root, given without its trailing separator
 
     if (withSeparators)
         forceLeadingAndTrailingPathSeperators(result, false);

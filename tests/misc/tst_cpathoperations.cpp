@@ -32,6 +32,14 @@ private slots:
         QTest::newRow("concat, one trailing slash dropped") << "concat" << QStringList {"/x//", "y", ""} << "/x//y";
         QTest::newRow("concat, no name") << "concat" << QStringList {"/x", "", "txt"} << "/x.txt";
         QTest::newRow("concat, forced") << "concat forced" << QStringList {"x", "y", ""} << "/x/y/";
+        QTest::newRow("space, inside") << "space" << QStringList {"/s", "/s/a/b", "/"} << "/a/b/";
+        QTest::newRow("space, inside, plain") << "space" << QStringList {"/s/", "/s/a/b/", ""} << "a/b";
+        QTest::newRow("space, the space itself") << "space" << QStringList {"/s", "/s", "/"} << "/s/";
+        QTest::newRow("space, its root") << "space" << QStringList {"/s", "/s/", "/"} << "/";
+        QTest::newRow("space, name prefix only") << "space" << QStringList {"/s", "/sx/a", ""} << "sx/a";
+        QTest::newRow("space, outside") << "space" << QStringList {"/s", "/t/a", "/"} << "/t/a/";
+        QTest::newRow("space, empty path") << "space" << QStringList {"/s", "", ""} << "/";
+        QTest::newRow("space, no space") << "space" << QStringList {"", "/x//y", "/"} << "/x//y";
         // clang-format on
     }
 
@@ -53,6 +61,12 @@ private slots:
             QCOMPARE(CPathOperations::fromNativeSeparators(arguments.first(), true), result);
         } else if (operation == "strip") {
             CPathOperations::forceNoLeadingAndTrailingPathSeperators(result, false);
+        } else if (operation == "space") {
+            if (arguments.at(0).isEmpty())
+                QTest::ignoreMessage(
+                    QtCriticalMsg, QRegularExpression("\\] spacePath is empty !!!$"));
+            result = CPathOperations::makeSpaceRelativePath(
+                arguments.at(0), arguments.at(1), false, !arguments.at(2).isEmpty());
         } else {
             result = CPathOperations::concatPath(arguments.at(0), arguments.at(1), arguments.at(2),
                 false, operation == "concat forced");
