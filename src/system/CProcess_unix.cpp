@@ -125,8 +125,9 @@ bool CProcessPrivate::isProcessRunning(
         if (savedErrno != EPERM)
             return false;
         // The process exists but belongs to somebody else: make sure it is more than a
-        // leftover id by asking for its session.
-        errno = 0;
+        // leftover id by asking for its session. The line carries errno as the calls leave
+        // it: getsid's own on failure, the probe's EPERM when getsid succeeds.
+        errno = savedErrno;
         const pid_t session = ::getsid(pid_t(pid));
         const int sessionErrno = errno;
         BV_DEBUG().noquote() << QStringLiteral("getsid pid:%1 returned %2 err: %3")

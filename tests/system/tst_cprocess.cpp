@@ -6,6 +6,8 @@
 #include <QElapsedTimer>
 #include <QScopeGuard>
 
+#include <cerrno>
+
 #include <pwd.h>
 #include <unistd.h>
 
@@ -43,7 +45,21 @@ static int childMain(const QByteArray &mode)
         const passwd *nobody = ::getpwnam("nobody");
         if (!nobody || ::setgid(nobody->pw_gid) != 0 || ::setuid(nobody->pw_uid) != 0)
             return 2;
-        return CProcess::isProcessRunning(parent) ? 0 : 1;
+        BvTest::MessageCapture capture;
+        if (!CProcess::isProcessRunning(parent))
+            return 1;
+        // getsid() succeeds and leaves errno alone: the line carries the probe's EPERM.
+        const QString expected
+            = QStringLiteral("isProcessRunning: getsid pid:%1 returned %2 err: %3")
+                  .arg(parent)
+                  .arg(::getsid(parent))
+                  .arg(EPERM);
+        const QStringList lines = logLines(capture, QtDebugMsg, C_FILE);
+        if (!lines.contains(expected)) {
+            QTextStream(stderr) << lines.join('\n') << "\nexpected: " << expected << '\n';
+            return 3;
+        }
+        return 0;
     }
     // In a process group of its own, a signal sent for id 0 or -5 despite everything ends
     // this child and not the test runner.
