@@ -2,8 +2,6 @@
 
 #include <QByteArrayList>
 
-#include <optional>
-
 // What the polkit backend looks at when it opens a session.
 struct CPolkitEnvironment
 {
@@ -12,9 +10,7 @@ struct CPolkitEnvironment
     // user's to change, and whatever it finds first would be handed the root script.
     QByteArrayList pkexecLocations;
 
+    // The machine as it is. Defined in a file of its own, so that a test program can link
+    // its own definition instead and play any machine.
     static CPolkitEnvironment system();
 };
-
-// Sessions opened after this call see `environment` instead of the real system;
-// std::nullopt restores it. For tests only.
-void overridePolkitEnvironment(const std::optional<CPolkitEnvironment> &environment);
