@@ -1,21 +1,47 @@
 #include "CMainWindow.h"
+#include "CUninstallActions.h"
 
+#include "system/linux/CPolkitEnvironment.h"
 #include "threading/exceptions/CException.h"
 
 #include "BvTestSupport.h"
 
 #include <QApplication>
+#include <QCheckBox>
+#include <QLabel>
 #include <QMessageBox>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QRegularExpression>
+#include <QScopeGuard>
+#include <QSignalSpy>
+#include <QStackedWidget>
 #include <QTemporaryDir>
 #include <QTimer>
+#include <QTranslator>
 
 #include <unistd.h>
 
 // The window runs in the test's own HOME. `ps` is a stand-in on PATH that prints the
 // file named by BV_FAKE_PS (data/bin/ps), so the product's processes are whatever a test writes
-// there and no real process on the machine is ever stopped.
+// there and no real process on the machine is ever stopped. The window is reached as a user
+// reaches it: through its widgets, found by their names.
+//
+// This program links its own CPolkitEnvironment::system(): by default the machine as it is,
+// or one where the administrator prompt is declined.
+namespace {
+bool g_DeclinePrompt = false;
+} // namespace
+
+CPolkitEnvironment CPolkitEnvironment::system()
+{
+    CPolkitEnvironment machine;
+    machine.isRoot = ::geteuid() == 0 && !g_DeclinePrompt;
+    // As pkexec, false is a dismissed password dialog: it ends without starting anything.
+    machine.pkexecLocations = g_DeclinePrompt ? QByteArrayList {"/bin/false"}
+                                              : QByteArrayList {"/usr/bin/pkexec", "/bin/pkexec"};
+    return machine;
+}
 class tst_CMainWindow : public QObject
 {
     Q_OBJECT
@@ -27,6 +53,10 @@ private slots:
     void backupChoice();
     void failedStep_data();
     void failedStep();
+    void declinedPrompt();
+    void busyWindow();
+    void keyboard();
+    void longPath();
     void success();
     void resources_data();
     void resources();
@@ -52,6 +82,43 @@ qsizetype backupCount()
 {
     return QDir(home("Documents")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
 }
+
+// The widgets a user sees and presses.
+struct Window
+{
+    explicit Window(CMainWindow &window)
+        : window(window)
+        , box(window.findChild<QDialogButtonBox *>("dbbSubNaviButton"))
+        , backupCheck(window.findChild<QCheckBox *>("ckbxKeysBackupCheck"))
+        , stack(window.findChild<QStackedWidget *>("stackedWidget"))
+        , progress(window.findChild<QProgressBar *>("progressBar"))
+        , progressInfo(window.findChild<QLabel *>("lblProgressInfo"))
+        , errorText(window.findChild<QLabel *>("lblErrorsText"))
+        , keysText(window.findChild<QLabel *>("lblKeysBackupText"))
+    { }
+    QPushButton *ok() const { return box->button(QDialogButtonBox::Ok); }
+    // Presses Uninstall and waits until the run has stopped.
+    bool runToEnd(int timeoutMs = 60000) const
+    {
+        QSignalSpy finished(&window, &CMainWindow::runFinished);
+        ok()->click();
+        return finished.wait(timeoutMs) || (!window.isRunning() && finished.size() == 1);
+    }
+    // The error strip's message in full (a long one is shortened on screen).
+    QString message() const
+    {
+        return errorText->toolTip().isEmpty() ? errorText->text() : errorText->toolTip();
+    }
+
+    CMainWindow &window;
+    QDialogButtonBox *box;
+    QCheckBox *backupCheck;
+    QStackedWidget *stack;
+    QProgressBar *progress;
+    QLabel *progressInfo;
+    QLabel *errorText;
+    QLabel *keysText;
+};
 
 } // namespace
 
@@ -99,15 +166,15 @@ void tst_CMainWindow::backupChoice()
 
     QCOMPARE(sh(layout), 0);
     CMainWindow window;
-    const Ui_UninstallMainWindow &ui = window.m_Ui;
+    const Window ui(window);
     QCOMPARE(window.windowTitle(), QStringLiteral("Brisvane Uninstaller"));
-    QCOMPARE(ui.ckbxKeysBackupCheck->isChecked(), offered);
-    QCOMPARE(ui.ckbxKeysBackupCheck->isEnabled(), offered);
-    QVERIFY(ui.stackedWidget->isHidden());
-    QPushButton *ok = ui.dbbSubNaviButton->button(QDialogButtonBox::Ok);
+    QCOMPARE(ui.backupCheck->isChecked(), offered);
+    QCOMPARE(ui.backupCheck->isEnabled(), offered);
+    QVERIFY(ui.stack->isHidden());
+    QPushButton *ok = ui.ok();
     QCOMPARE(ok->text(), QStringLiteral("Uninstall"));
     QVERIFY(ok->isDefault());
-    QCOMPARE(ui.lblKeysBackupText->text(),
+    QCOMPARE(ui.keysText->text(),
         QStringLiteral("This will uninstall Brisvane including all Spaces and user settings."));
     if (untick) {
         QString seen;
@@ -118,16 +185,16 @@ void tst_CMainWindow::backupChoice()
                 box->button(QMessageBox::StandardButton(untick))->click();
             }
         });
-        ui.ckbxKeysBackupCheck->click();
+        ui.backupCheck->click();
         QCOMPARE(seen,
             "Backup|You will no be able to access your Spaces anymore|"
                 + QString::number(QMessageBox::Ok | QMessageBox::Cancel));
-        QCOMPARE(ui.ckbxKeysBackupCheck->isChecked(), untick == QMessageBox::Cancel);
+        QCOMPARE(ui.backupCheck->isChecked(), untick == QMessageBox::Cancel);
     }
 
     // The run stops at the bundle (this test is no bundle); by then the backup is done.
-    ok->click();
-    QCOMPARE(ui.lblErrorsText->text(), QStringLiteral("Unable to uninstall Brisvane"));
+    QVERIFY(ui.runToEnd());
+    QCOMPARE(ui.message(), QStringLiteral("Unable to uninstall Brisvane"));
     QVERIFY(!QFileInfo::exists(home(".bv2")));
     QCOMPARE(backupCount(), backups);
 }
@@ -171,27 +238,28 @@ void tst_CMainWindow::failedStep()
 
     QCOMPARE(sh(cause), 0);
     CMainWindow window;
-    const Ui_UninstallMainWindow &ui = window.m_Ui;
-    QPushButton *ok = ui.dbbSubNaviButton->button(QDialogButtonBox::Ok);
+    const Window ui(window);
+    QPushButton *ok = ui.ok();
     {
         BvTest::MessageCapture capture;
-        ok->click();
+        QVERIFY(ui.runToEnd());
         // How a copy fails is the file layer's business: only the window's first line counts.
+        // The steps work on a thread of their own, which the prefix names.
         QStringList lines = capture.messages().filter(QStringLiteral("] [ CMainWindow : "));
         lines.replaceInStrings(
             QRegularExpression(
-                QStringLiteral("^\\[ -1 : MainThread \\] \\[ CMainWindow : \\d+ : (\\w+) \\] ")),
+                QStringLiteral("^\\[ \\d+ : Uninstall \\] \\[ CMainWindow : \\d+ : (\\w+) \\] ")),
             QStringLiteral("\\1: "));
         QCOMPARE(lines.mid(0, criticals.size()), criticals);
     }
-    QCOMPARE(ui.stackedWidget->currentIndex(), int(CMainWindow::PageError));
-    QVERIFY(ui.stackedWidget->isVisibleTo(&window));
-    QCOMPARE(ui.lblErrorsText->text(), message);
-    QCOMPARE(ui.progressBar->value(), progress);
-    QVERIFY(ui.dbbSubNaviButton->isEnabled() && ok->isEnabled());
+    QCOMPARE(ui.stack->currentIndex(), int(CMainWindow::PageError));
+    QVERIFY(ui.stack->isVisibleTo(&window));
+    QCOMPARE(ui.message(), message);
+    QCOMPARE(ui.progress->value(), progress);
+    QVERIFY(ui.box->isEnabled() && ok->isEnabled());
     QCOMPARE(ok->text(), QStringLiteral("Uninstall"));
-    QCOMPARE(ui.ckbxKeysBackupCheck->isChecked(), offeredAfter);
-    QCOMPARE(ui.ckbxKeysBackupCheck->isEnabled(), offeredAfter);
+    QCOMPARE(ui.backupCheck->isChecked(), offeredAfter);
+    QCOMPARE(ui.backupCheck->isEnabled(), offeredAfter);
     // Nothing after the failed step was attempted.
     QCOMPARE(QFileInfo::exists(home(".config/Brisvane")), progress <= 20);
     QCOMPARE(QFileInfo::exists(home(".bv2")), progress <= 50);
@@ -201,11 +269,150 @@ void tst_CMainWindow::failedStep()
                 "if [ -f $f ]; then rm $f; fi; done; mkdir -p Documents"),
         0);
     const qsizetype backupsBefore = backupCount();
-    ok->click();
-    QCOMPARE(ui.lblErrorsText->text(), QStringLiteral("Unable to uninstall Brisvane"));
-    QCOMPARE(ui.progressBar->value(), 80);
+    QVERIFY(ui.runToEnd());
+    QCOMPARE(ui.message(), QStringLiteral("Unable to uninstall Brisvane"));
+    QCOMPARE(ui.progress->value(), 80);
     QVERIFY(!QFileInfo::exists(home(".config/Brisvane")) && !QFileInfo::exists(home(".bv2")));
     QCOMPARE(backupCount() - backupsBefore, offeredAfter ? 2 : 0);
+}
+
+// Declining the administrator prompt is known before anything is touched: every file
+// stays, the product keeps running, and Uninstall can be pressed again.
+void tst_CMainWindow::declinedPrompt()
+{
+    QProcess product;
+    product.start(QStringLiteral("sleep"), {QStringLiteral("60")});
+    QVERIFY(product.waitForStarted());
+    const auto stopProduct = qScopeGuard([&] {
+        product.kill();
+        product.waitForFinished();
+    });
+    QCOMPARE(
+        sh(QStringLiteral("echo %1 root Brisvane >\"$BV_FAKE_PS\"").arg(product.processId())), 0);
+    const QStringList before = QStringList {".bv2/pss/id.key", ".bv2/server_access_keys/server.key",
+        ".bv2/cache.db", ".config/Brisvane/Brisvane.conf"};
+
+    g_DeclinePrompt = true;
+    const auto restore = qScopeGuard([] { g_DeclinePrompt = false; });
+    CMainWindow window;
+    const Window ui(window);
+    BvTest::MessageCapture capture;
+    QVERIFY(ui.runToEnd());
+
+    QCOMPARE(ui.message(), QStringLiteral("Unable to uninstall Brisvane"));
+    QVERIFY(capture.contains(QStringLiteral(
+        "acquireRight ] failed to aquire right system.privilege.admin. Err: -60006")));
+    for (const QString &file : before)
+        QVERIFY2(QFileInfo::exists(home(file)), qPrintable(file));
+    QCOMPARE(backupCount(), 0);
+    QCOMPARE(product.state(), QProcess::Running);
+    QVERIFY(ui.box->isEnabled() && ui.ok()->isEnabled());
+    QCOMPARE(ui.ok()->text(), QStringLiteral("Uninstall"));
+    QVERIFY(ui.backupCheck->isEnabled() && ui.backupCheck->isChecked());
+}
+
+// While a step runs the window takes no input and cannot be closed or quit; it shows how
+// the run ends.
+void tst_CMainWindow::busyWindow()
+{
+    // A product that takes its time to end after being asked to.
+    QProcess product;
+    product.start(QStringLiteral("/bin/sh"), {"-c", "trap '' TERM; sleep 2"});
+    QVERIFY(product.waitForStarted());
+    QCOMPARE(
+        sh(QStringLiteral("echo %1 root Brisvane >\"$BV_FAKE_PS\"").arg(product.processId())), 0);
+
+    CMainWindow window;
+    window.show();
+    QVERIFY(QTest::qWaitForWindowActive(&window));
+    const Window ui(window);
+    QSignalSpy finished(&window, &CMainWindow::runFinished);
+    ui.ok()->click();
+    QTRY_COMPARE(ui.progressInfo->text(), QStringLiteral("quiting Brisvane ..."));
+    QVERIFY(window.isRunning());
+
+    QVERIFY(!window.close());
+    QCoreApplication::quit();
+    QTest::keyClick(&window, Qt::Key_Escape);
+    QTest::keyClick(&window, Qt::Key_Return);
+    QVERIFY(!ui.box->isEnabled() && !ui.backupCheck->isEnabled());
+    QVERIFY(window.isVisible());
+
+    QVERIFY(finished.wait(30000));
+    QCOMPARE(finished.size(), 1);
+    QVERIFY(window.isVisible());
+    QCOMPARE(product.state(), QProcess::NotRunning);
+    QCOMPARE(ui.message(), QStringLiteral("Unable to uninstall Brisvane"));
+    // After the run the window closes as before.
+    QVERIFY(window.close());
+}
+
+void tst_CMainWindow::keyboard()
+{
+    CMainWindow window;
+    window.show();
+    QVERIFY(QTest::qWaitForWindowActive(&window));
+    const Window ui(window);
+
+    QSignalSpy finished(&window, &CMainWindow::runFinished);
+    QTest::keyClick(&window, Qt::Key_Return);
+    QVERIFY(finished.wait(30000));
+    QCOMPARE(ui.message(), QStringLiteral("Unable to uninstall Brisvane"));
+    // Uninstall is the default button again: Enter on the keypad starts the next run.
+    QTest::keyClick(&window, Qt::Key_Enter, Qt::KeypadModifier);
+    QVERIFY(finished.wait(30000));
+    QCOMPARE(finished.size(), 2);
+
+    QTest::keyClick(&window, Qt::Key_Escape);
+    QVERIFY(!window.isVisible());
+}
+
+// The error strip has room for two lines: a long home folder must not push the end of the
+// message out of sight, in any language the program ships.
+void tst_CMainWindow::longPath()
+{
+    const QByteArray realHome = qgetenv("HOME");
+    const QString deep
+        = home(QStringLiteral("Users/") + QString(60, u'a') + "/" + QString(60, u'b'));
+    QVERIFY(QDir().mkpath(deep + "/.config"));
+    QFile blocker(deep + "/.config/Brisvane"); // a file where the folder should be
+    QVERIFY(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    qputenv("HOME", QFile::encodeName(deep));
+    const auto restore = qScopeGuard([&] { qputenv("HOME", realHome); });
+
+    const QStringList languages {"en", "de", "fr", "es", "it", "ja"};
+    for (const QString &language : languages) {
+        QTranslator translator;
+        if (language != "en")
+            QVERIFY(translator.load("UnInstallerMac_" + language, BV_STAGE_TRANSLATIONS_DIR));
+        QCoreApplication::installTranslator(&translator);
+        {
+            CMainWindow window;
+            window.show();
+            QVERIFY(QTest::qWaitForWindowExposed(&window));
+            const Window ui(window);
+            QVERIFY(ui.runToEnd());
+            const QString expected = QCoreApplication::translate(
+                "CMainWindow", "Failed to delete %1.\nPlease delete by yourself.")
+                                         .arg(deep + "/.config/Brisvane");
+            QCOMPARE(ui.message(), expected);
+            QTRY_VERIFY(ui.errorText->isVisible());
+            const int room = ui.errorText->contentsRect().width();
+            const QFontMetrics metrics(ui.errorText->font());
+            const QStringList lines = ui.errorText->text().split('\n');
+            QCOMPARE(lines.size(), 2);
+            for (const QString &line : lines)
+                QVERIFY2(
+                    metrics.horizontalAdvance(line) <= room, qPrintable(language + ": " + line));
+            // What is cut is the middle: both ends of the line still show.
+            const QString full = expected.split('\n').first();
+            QVERIFY2(lines.first().contains(u'\u2026'), qPrintable(lines.first()));
+            QCOMPARE(lines.first().left(3), full.left(3));
+            QCOMPARE(lines.first().right(6), full.right(6));
+        }
+        QCoreApplication::removeTranslator(&translator);
+    }
 }
 
 // A run without its removal script must stop; a path outside the resources is a bug.
@@ -227,11 +434,10 @@ void tst_CMainWindow::resources()
     QFETCH(QString, path);
     QFETCH(QString, assertion);
 
-    CMainWindow window;
     BvTest::MessageCapture capture;
     QStringList asserts;
     try {
-        QCOMPARE(window.getResourceAsText(path), QString());
+        QCOMPARE(CUninstallActions::getResourceAsText(path), QString());
         asserts = capture.messages();
     } catch (CException *e) {
         asserts << QString::fromLocal8Bit(e->getExceptionMessage());
@@ -273,14 +479,15 @@ int tst_CMainWindow::successChild()
 {
     CMainWindow window;
     window.show();
-    const Ui_UninstallMainWindow &ui = window.m_Ui;
-    ui.dbbSubNaviButton->button(QDialogButtonBox::Ok)->click();
+    const Window ui(window);
+    if (!ui.runToEnd())
+        return 1;
 
-    QStringList state {QString::number(ui.progressBar->value()), ui.lblProgressInfo->text(),
-        QString::number(ui.stackedWidget->currentIndex())};
-    for (QAbstractButton *button : ui.dbbSubNaviButton->buttons())
+    QStringList state {QString::number(ui.progress->value()), ui.progressInfo->text(),
+        QString::number(ui.stack->currentIndex())};
+    for (QAbstractButton *button : ui.box->buttons())
         state << button->text();
-    QPushButton *close = ui.dbbSubNaviButton->button(QDialogButtonBox::Close);
+    QPushButton *close = ui.box->button(QDialogButtonBox::Close);
     state << (close && close->isDefault() ? "default" : "");
     if (close)
         close->click();

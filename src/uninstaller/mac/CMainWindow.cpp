@@ -1,12 +1,15 @@
 #include "CMainWindow.h"
 
+#include "CUninstallThread.h"
 #include "uninstallpaths.h"
 
 #include "threading/assertions/assertion.h"
 
+#include <QCloseEvent>
 #include <QDesktopServices>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QShortcut>
 #include <QUrl>
 
 #undef BV_SOURCE_FILE
@@ -29,18 +32,68 @@ CMainWindow::CMainWindow(QWidget *parent)
         m_Ui.ckbxKeysBackupCheck, SIGNAL(toggled(bool)), this, SLOT(onBackupCheckChanged(bool)));
     BV_ASSERT_THROW(result);
 
+    // A main window has no dialog keys of its own: Return and Enter press the default
+    // button, Escape presses Cancel.
+    for (const int key : {int(Qt::Key_Return), int(Qt::Key_Enter)})
+        connect(new QShortcut(QKeySequence(key), this), &QShortcut::activated, this,
+            &CMainWindow::pressDefaultButton);
+    connect(new QShortcut(QKeySequence(Qt::Key_Escape), this), &QShortcut::activated, this,
+        &CMainWindow::pressCancel);
+
     // The progress and error pages belong to a run; the start page shows neither.
     m_Ui.stackedWidget->hide();
     reset();
 }
 
-CMainWindow::~CMainWindow() = default;
+CMainWindow::~CMainWindow()
+{
+    // Only reached with a run going when the program is torn down around it: the run
+    // finishes its step rather than leaving a half-deleted folder.
+    if (m_Run) {
+        m_Run->wait();
+        delete m_Run;
+    }
+}
 
 void CMainWindow::showEvent(QShowEvent *)
 {
     m_Ui.frameKeysBackup->activateWindow();
     raise();
     m_Ui.frameKeysBackup->setFocus(Qt::ActiveWindowFocusReason);
+}
+
+void CMainWindow::closeEvent(QCloseEvent *event)
+{
+    // A run stopped halfway would leave the product without its data, or the other way
+    // round: the window stays until the run has stopped.
+    if (m_Run)
+        event->ignore();
+    else
+        QMainWindow::closeEvent(event);
+}
+
+bool CMainWindow::event(QEvent *event)
+{
+    const bool handled = QMainWindow::event(event);
+    // A change of language relabels the button box's standard buttons after this window
+    // has seen the event (children get it later): give the Ok button its own label back.
+    if (event->type() == QEvent::LanguageChange) {
+        setWindowTitle(tr("Brisvane Uninstaller"));
+        if (QPushButton *okButton = m_Ui.dbbSubNaviButton->button(QDialogButtonBox::Ok))
+            okButton->setText(tr("Uninstall"));
+        m_Ui.lblKeysBackupText->setText(
+            tr("This will uninstall Brisvane including all Spaces and user settings."));
+    }
+    return handled;
+}
+
+bool CMainWindow::eventFilter(QObject *watched, QEvent *event)
+{
+    // Quitting the application (Cmd-Q, the dock) while a run goes on is refused like
+    // closing the window.
+    if (watched == QCoreApplication::instance() && event->type() == QEvent::Quit && m_Run)
+        return true;
+    return QMainWindow::eventFilter(watched, event);
 }
 
 void CMainWindow::reset()
@@ -81,29 +134,70 @@ void CMainWindow::onBackupCheckChanged(bool state)
         m_Ui.ckbxKeysBackupCheck->setChecked(true);
 }
 
+void CMainWindow::pressDefaultButton()
+{
+    if (!m_Ui.dbbSubNaviButton->isEnabled())
+        return;
+    for (QAbstractButton *button : m_Ui.dbbSubNaviButton->buttons()) {
+        auto *push = qobject_cast<QPushButton *>(button);
+        if (push && push->isDefault() && push->isEnabled() && push->isVisible()) {
+            push->click();
+            return;
+        }
+    }
+}
+
+void CMainWindow::pressCancel()
+{
+    QPushButton *cancel = m_Ui.dbbSubNaviButton->button(QDialogButtonBox::Cancel);
+    if (cancel && m_Ui.dbbSubNaviButton->isEnabled() && cancel->isEnabled())
+        cancel->click();
+}
+
 void CMainWindow::setProgress(int value)
 {
     m_Ui.progressBar->setValue(value);
-    QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
 }
 
 void CMainWindow::setProgressText(const QString &text)
 {
     m_Ui.lblProgressInfo->setText(text);
-    QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
 }
 
 void CMainWindow::showFailure(const QString &message)
 {
     m_Ui.stackedWidget->setCurrentIndex(PageError);
-    m_MessageFrame.open(message, QPair<QString, QVariant>());
+
+    // The strip has room for two lines at the window's fixed width. A long line (a deep
+    // home folder) loses its middle instead of its end; the whole text is the tool tip.
+    // The label's room is worked out from the layout, which has not placed the closed
+    // strip yet.
+    const QFontMetrics metrics(m_Ui.lblErrorsText->font());
+    const QMargins outer = m_Ui.verticalLayout_4->contentsMargins();
+    const QMargins inner = m_Ui.horizontalLayout_6->contentsMargins();
+    const int spacing = qMax(0, m_Ui.horizontalLayout_6->spacing());
+    const int width = m_Ui.UninstallContent->width() - outer.left() - outer.right()
+        - 2 * m_Ui.frameErrorsUninstaller->frameWidth() - 2 * m_Ui.UIErrorsContent->frameWidth()
+        - inner.left() - inner.right() - m_Ui.lblErrorsIcon->maximumWidth() - 5 - 2 * spacing
+        - 2 * m_Ui.lblErrorsText->margin() - 2 * m_Ui.lblErrorsText->frameWidth();
+    QStringList lines = message.split(QLatin1Char('\n'));
+    for (QString &line : lines)
+        line = metrics.elidedText(line, Qt::ElideMiddle, width);
+    const QString shown = lines.join(QLatin1Char('\n'));
+    m_Ui.lblErrorsText->setToolTip(shown == message ? QString() : message);
+
+    m_MessageFrame.open(shown, QPair<QString, QVariant>());
     reset();
 }
 
 void CMainWindow::onOkayClicked()
 {
+    if (m_Run)
+        return;
+
     m_Ui.dbbSubNaviButton->setEnabled(false);
     m_MessageFrame.forceClose();
+    m_Ui.lblErrorsText->setToolTip(QString());
     m_Ui.stackedWidget->show();
     m_Ui.stackedWidget->setCurrentIndex(PageProgress);
     m_Ui.ckbxKeysBackupCheck->setEnabled(false);
@@ -111,39 +205,56 @@ void CMainWindow::onOkayClicked()
     setProgressText(QString());
     setProgress(0);
 
-    setProgressText(tr("quiting Brisvane ..."));
-    if (!quitBrisvane()) {
-        showFailure(tr("Unable to quit Brisvane."));
-        return;
-    }
+    CUninstallRun::Options options;
+    options.users = {UninstallUser::current()};
+    options.backup = m_Ui.ckbxKeysBackupCheck->isChecked();
+    m_Run = new CUninstallThread(options);
+    connect(m_Run, &CUninstallThread::stepStarting, this, &CMainWindow::onStepStarting,
+        Qt::QueuedConnection);
+    connect(m_Run, &QThread::finished, this, &CMainWindow::onRunFinished, Qt::QueuedConnection);
+    QCoreApplication::instance()->installEventFilter(this);
+    m_Run->startThread();
+}
 
-    setProgress(10);
-    setProgressText(tr("backing up key file ..."));
-    if (!backup()) {
-        showFailure(tr("Unable to backup key files"));
-        return;
+void CMainWindow::onStepStarting(int step)
+{
+    switch (CUninstallRun::Step(step)) {
+    case CUninstallRun::StepQuit:
+        setProgressText(tr("quiting Brisvane ..."));
+        break;
+    case CUninstallRun::StepBackup:
+        setProgress(10);
+        setProgressText(tr("backing up key file ..."));
+        break;
+    case CUninstallRun::StepDeleteConfiguration:
+        setProgress(20);
+        setProgressText(tr("deleting configuration ..."));
+        break;
+    case CUninstallRun::StepDeleteData:
+        setProgress(50);
+        setProgressText(tr("deleting application data ..."));
+        break;
+    case CUninstallRun::StepRemoveInstallation:
+        setProgress(80);
+        setProgressText(tr("removing application bundle ..."));
+        break;
     }
+}
 
-    setProgress(20);
-    setProgressText(tr("deleting configuration ..."));
-    const QString configuration = UninstallPaths::configurationDirectory();
-    if (!deleteDir(configuration)) {
-        showFailure(tr("Failed to delete %1.\nPlease delete by yourself.").arg(configuration));
+void CMainWindow::onRunFinished()
+{
+    if (!m_Run)
         return;
-    }
+    m_Run->wait();
+    const bool failed = m_Run->result().failed();
+    const QString message = m_Run->result().failureMessage();
+    m_Run->deleteLater();
+    m_Run = nullptr;
+    QCoreApplication::instance()->removeEventFilter(this);
 
-    setProgress(50);
-    setProgressText(tr("deleting application data ..."));
-    const QString data = UninstallPaths::dataDirectory();
-    if (!deleteDir(data)) {
-        showFailure(tr("Failed to delete %1.\nPlease delete by yourself.").arg(data));
-        return;
-    }
-
-    setProgress(80);
-    setProgressText(tr("removing application bundle ..."));
-    if (!removeAppBundle()) {
-        showFailure(tr("Unable to uninstall Brisvane"));
+    if (failed) {
+        showFailure(message);
+        emit runFinished();
         return;
     }
 
@@ -155,4 +266,5 @@ void CMainWindow::onOkayClicked()
         closeButton->setDefault(true);
     QDesktopServices::openUrl(
         QUrl(tr("https://www.brisvane.com/redirector.php?lang=en&page=uninstall")));
+    emit runFinished();
 }

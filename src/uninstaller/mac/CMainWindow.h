@@ -5,10 +5,15 @@
 
 #include <QMainWindow>
 
+class CUninstallThread;
 class QShowEvent;
 
 // The uninstaller's window and the controller of the whole removal. It decides nothing
 // from remembered state: every check reads the file system again.
+//
+// The steps of a run work off the GUI thread (CUninstallThread); the window shows their
+// progress and stays responsive, but takes no input and cannot be closed until the run
+// has stopped.
 class CMainWindow : public QMainWindow
 {
     Q_OBJECT
@@ -19,8 +24,18 @@ public:
     explicit CMainWindow(QWidget *parent = nullptr);
     ~CMainWindow() override;
 
+    // Whether a run is going on.
+    bool isRunning() const { return m_Run != nullptr; }
+
+signals:
+    // A run has stopped, whether it succeeded or failed.
+    void runFinished();
+
 protected:
     void showEvent(QShowEvent *event) override;
+    void closeEvent(QCloseEvent *event) override;
+    bool event(QEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private slots:
     // Declared in this order on purpose: it is the slots' index order.
@@ -28,23 +43,18 @@ private slots:
     void onCancelClicked();
     void onBackupCheckChanged(bool state);
 
-private:
-    friend class tst_CMainWindow;
+    void onStepStarting(int step);
+    void onRunFinished();
 
+private:
     void reset();
     void setProgress(int value);
     void setProgressText(const QString &text);
     void showFailure(const QString &message);
-
-    // The steps of a run: true = done or nothing to do, false = stop the run.
-    bool quitBrisvane();
-    bool backup();
-    bool backupDir(const QString &source, const QString &target);
-    bool deleteDir(const QString &path);
-    bool removeAppBundle();
-    QString getResourceAsText(const QString &resourcePath) const;
-    bool executeAppleScript(const QString &script) const;
+    void pressDefaultButton();
+    void pressCancel();
 
     Ui_UninstallMainWindow m_Ui;
     CMessageFrame m_MessageFrame;
+    CUninstallThread *m_Run = nullptr;
 };

@@ -1,5 +1,8 @@
 #include "CMainWindow.h"
 #include "startup.h"
+#include "supportlog.h"
+
+#include "log/CLog.h"
 
 #include <QApplication>
 #include <QTranslator>
@@ -10,6 +13,9 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationName(QStringLiteral("Brisvane Uninstaller"));
     QCoreApplication::setOrganizationDomain(QStringLiteral("brisvane.com"));
     QCoreApplication::setOrganizationName(QStringLiteral("brisvane"));
+
+    // Kept for support, outside every folder the run deletes.
+    const std::unique_ptr<CLog> log = SupportLog::start(SupportLog::defaultPath());
 
     QTranslator translator;
     if (!loadTranslations(&translator))

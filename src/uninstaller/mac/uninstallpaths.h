@@ -3,35 +3,35 @@
 #include <QDir>
 #include <QString>
 
-// The per-user locations the uninstaller removes or backs up, all below the home folder.
+// The per-user locations the uninstaller removes or backs up, all below a home folder.
 namespace UninstallPaths {
 
-inline QString dataDirectory()
+inline QString dataDirectory(const QString &home = QDir::homePath())
 {
-    return QDir::homePath() + QStringLiteral("/.bv2");
+    return home + QStringLiteral("/.bv2");
 }
-inline QString keyFolder1()
+inline QString keyFolder1(const QString &home = QDir::homePath())
 {
-    return dataDirectory() + QStringLiteral("/pss");
+    return dataDirectory(home) + QStringLiteral("/pss");
 }
-inline QString keyFolder2()
+inline QString keyFolder2(const QString &home = QDir::homePath())
 {
-    return dataDirectory() + QStringLiteral("/server_access_keys");
+    return dataDirectory(home) + QStringLiteral("/server_access_keys");
 }
-inline QString configurationDirectory()
+inline QString configurationDirectory(const QString &home = QDir::homePath())
 {
-    return QDir::homePath() + QStringLiteral("/.config/Brisvane");
+    return home + QStringLiteral("/.config/Brisvane");
 }
-inline QString documentsDirectory()
+inline QString documentsDirectory(const QString &home = QDir::homePath())
 {
-    return QDir::homePath() + QStringLiteral("/Documents");
+    return home + QStringLiteral("/Documents");
 }
 
 // Key folders count only as folders: a plain file of that name is no key folder.
 // The second one is looked at only when the first is missing.
-inline bool keyFilesExist()
+inline bool keyFilesExist(const QString &home = QDir::homePath())
 {
-    return QDir(keyFolder1()).exists() || QDir(keyFolder2()).exists();
+    return QDir(keyFolder1(home)).exists() || QDir(keyFolder2(home)).exists();
 }
 
 } // namespace UninstallPaths

@@ -153,4 +153,52 @@ bool verifyCopy(const QString &source, const QString &copy)
     return true;
 }
 
+namespace {
+
+bool handOverEntry(const QString &source, const QString &copy, qint64 uid, qint64 gid)
+{
+    const QByteArray path = QFile::encodeName(copy);
+    struct stat info;
+    if (::lstat(path.constData(), &info) != 0)
+        return false;
+    if (uid >= 0 || gid >= 0) {
+        if (::lchown(path.constData(), uid_t(uid), gid_t(gid)) != 0) {
+            const int savedErrno = errno;
+            BV_CRITICAL() << "could not give" << copy << "to" << uid << gid
+                          << QString::fromLocal8Bit(::strerror(savedErrno));
+            return false;
+        }
+    }
+    struct stat original;
+    if (S_ISDIR(info.st_mode) && !source.isEmpty()
+        && ::lstat(QFile::encodeName(source).constData(), &original) == 0
+        && S_ISDIR(original.st_mode)) {
+        if (::chmod(path.constData(), original.st_mode & 07777) != 0) {
+            const int savedErrno = errno;
+            BV_CRITICAL() << "could not set the mode of" << copy
+                          << QString::fromLocal8Bit(::strerror(savedErrno));
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+bool handOver(const QString &source, const QString &copy, qint64 uid, qint64 gid)
+{
+    if (!handOverEntry(source, copy, uid, gid))
+        return false;
+    QDirIterator it(copy, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+        QDirIterator::Subdirectories);
+    const int prefix = copy.size();
+    while (it.hasNext()) {
+        const QString entry = it.next();
+        if (!handOverEntry(
+                source.isEmpty() ? QString() : source + entry.mid(prefix), entry, uid, gid))
+            return false;
+    }
+    return true;
+}
+
 } // namespace UninstallSafety

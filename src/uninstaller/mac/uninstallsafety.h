@@ -16,4 +16,10 @@ QString escapeForDoubleQuotes(const QString &text);
 // cannot have been copied faithfully and fails the check as well.
 bool verifyCopy(const QString &source, const QString &copy);
 
+// Gives every folder in `copy` the mode of its counterpart in `source` (an empty source:
+// leaves the modes) and, when `uid` or `gid` is not -1, makes every entry of `copy` belong
+// to them. Links are changed themselves, never followed. False (with a critical line) at
+// the first entry that cannot be changed.
+bool handOver(const QString &source, const QString &copy, qint64 uid, qint64 gid);
+
 } // namespace UninstallSafety

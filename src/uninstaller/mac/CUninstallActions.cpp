@@ -1,0 +1,259 @@
+#include "CUninstallActions.h"
+
+#include "uninstallpaths.h"
+#include "uninstallsafety.h"
+
+#include "fsapi/fsoperationsapi.h"
+#include "system/CProcess.h"
+#include "system/mac/CAuthorization.h"
+#include "threading/assertions/assertion.h"
+#include "threading/exceptions/CException.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTextStream>
+
+#include <exception>
+
+// These steps were the window's own and their diagnostic lines have always named it;
+// support reads the lines by that name, so they keep it.
+#undef BV_SOURCE_FILE
+#define BV_SOURCE_FILE "src/uninstaller/mac/CMainWindow"
+
+namespace {
+
+QString timeStamp()
+{
+    return QDateTime::currentDateTime().toString(QStringLiteral("yyyy.MM.dd_hh:mm:ss.zzz"));
+}
+
+// Logs one caught exception as two critical lines and owns (deletes) the exception
+// objects of our own classes. `function` names the operation in the diagnostic prefix,
+// `what` is the text of the first line; `detail` receives the exception's own text.
+template<typename Work>
+bool guarded(const char *function, const char *what, QString *detail, Work work)
+{
+    auto failed = [&](const QString &text) {
+        getLogMessageTemplate(BV_SOURCE_FILE, function, __LINE__, QtCriticalMsg)
+            << "Failed to " << what;
+        if (detail)
+            *detail = text;
+    };
+    try {
+        return work();
+    } catch (CException *e) {
+        failed(QString::fromLocal8Bit(e->getExceptionMessage()));
+        getLogMessageTemplate(BV_SOURCE_FILE, function, __LINE__, QtCriticalMsg)
+            << e->getTypeName() << e->getExceptionMessage();
+        delete e;
+    } catch (const std::exception &e) {
+        failed(QString::fromLocal8Bit(e.what()));
+        getLogMessageTemplate(BV_SOURCE_FILE, function, __LINE__, QtCriticalMsg) << e.what();
+    } catch (int value) {
+        failed(QStringLiteral("catched int: %1").arg(value));
+        getLogMessageTemplate(BV_SOURCE_FILE, function, __LINE__, QtCriticalMsg)
+            << "catched int:" << value;
+    } catch (...) {
+        failed(QStringLiteral("Unkown exception."));
+        getLogMessageTemplate(BV_SOURCE_FILE, function, __LINE__, QtCriticalMsg)
+            << "! Unkown exception.";
+    }
+    return false;
+}
+
+} // namespace
+
+UninstallUser UninstallUser::current()
+{
+    UninstallUser user;
+    user.home = QDir::homePath();
+    user.backupDirectory = UninstallPaths::documentsDirectory(user.home);
+    return user;
+}
+
+QList<qint64> CUninstallActions::findBrisvane(const QString &userName)
+{
+    QList<qint64> pids;
+    CProcess::findProcess(QStringLiteral("Brisvane"), pids, userName, QString());
+    return pids;
+}
+
+bool CUninstallActions::quitBrisvane(
+    const QString &userName, bool everyInstance, QList<qint64> *stopped)
+{
+    QList<qint64> pids;
+    if (!CProcess::findProcess(QStringLiteral("Brisvane"), pids, userName, QString())
+        || pids.isEmpty())
+        return true;
+
+    // The window stops the first instance only: the product runs once per desktop.
+    if (!everyInstance)
+        pids = pids.mid(0, 1);
+    for (const qint64 pid : qAsConst(pids)) {
+        if (!CProcess::stopProcess(pid)) {
+            BV_CRITICAL() << "failed to shutdown Brisvane";
+            return false;
+        }
+        if (stopped)
+            stopped->append(pid);
+    }
+    for (const qint64 pid : qAsConst(pids)) {
+        if (!CProcess::waitForProcessFinished(pid, 30000))
+            return false;
+    }
+    return true;
+}
+
+QString CUninstallActions::backupTarget(const UninstallUser &user, const QString &keyFolder)
+{
+    return user.backupDirectory + QLatin1Char('/') + QFileInfo(keyFolder).fileName()
+        + QLatin1Char('_') + timeStamp();
+}
+
+bool CUninstallActions::makeBackupDirectory(const UninstallUser &user, QString *detail)
+{
+    if (QDir().mkpath(user.backupDirectory)
+        && UninstallSafety::handOver(QString(), user.backupDirectory, user.uid, user.gid))
+        return true;
+    BV_CRITICAL() << "could not create" << user.backupDirectory;
+    if (detail)
+        *detail = QStringLiteral("could not create %1").arg(user.backupDirectory);
+    return false;
+}
+
+bool CUninstallActions::backupDir(
+    const QString &source, const QString &target, const UninstallUser &owner, QString *detail)
+{
+    return guarded("backupDir", "backupDir failed", detail, [&] {
+        CFSOperations fs;
+        if (!fs.directoryExists(source))
+            return true;
+        if (!fs.copyDirectory(source, target)) {
+            if (detail)
+                *detail = QStringLiteral("could not copy %1").arg(source);
+            return false;
+        }
+        // The copy gets the originals' folder modes (a private key folder stays private)
+        // and, when made for somebody else by root, that user as its owner.
+        if (!UninstallSafety::handOver(source, target, owner.uid, owner.gid)) {
+            if (detail)
+                *detail = QStringLiteral("could not give %1 to its owner").arg(target);
+            return false;
+        }
+        // A copy that reports success can still have lost a file on the way; the key
+        // folders are deleted right after this, so only a checked copy counts.
+        if (!UninstallSafety::verifyCopy(source, target)) {
+            if (detail)
+                *detail = QStringLiteral("the copy %1 differs from %2").arg(target, source);
+            return false;
+        }
+        return true;
+    });
+}
+
+bool CUninstallActions::deleteDir(const QString &path, QString *detail)
+{
+    return guarded("deleteDir", "deleteData failed", detail, [&] {
+        CFSOperations fs;
+        if (!fs.directoryExists(path))
+            return true;
+        return fs.deleteDirectory(path, true);
+    });
+}
+
+QString CUninstallActions::installationDirectory()
+{
+    const QDir bundle(QCoreApplication::applicationDirPath() + QStringLiteral("/../../"));
+    const QString bundlePath = QDir::cleanPath(bundle.absolutePath());
+    if (!bundlePath.endsWith(QStringLiteral("/Brisvane.app"), Qt::CaseSensitive)) {
+        getLogMessageTemplate(BV_SOURCE_FILE, "removeAppBundle", __LINE__, QtCriticalMsg)
+            << "unable to figure out the installation path";
+        return QString();
+    }
+
+    // A product folder goes whole only when it holds nothing but the bundle; anything
+    // else the user keeps there survives.
+    QDir parent(bundlePath);
+    const bool wentUp = parent.cdUp();
+    const bool holdsBundle = parent.exists(QStringLiteral("Brisvane.app"));
+    const uint entries = parent.count();
+    if (wentUp && parent.dirName() == QStringLiteral("Brisvane") && holdsBundle && entries <= 3)
+        return QDir::cleanPath(parent.absolutePath());
+    getLogMessageTemplate(BV_SOURCE_FILE, "removeAppBundle", __LINE__, QtDebugMsg)
+        << parent.dirName() << entries << (holdsBundle ? "true" : "false");
+    return bundlePath;
+}
+
+bool CUninstallActions::removeAppBundle()
+{
+    CAuthorization authorization;
+    return removeAppBundle(authorization);
+}
+
+bool CUninstallActions::removeAppBundle(CAuthorization &authorization, QString *output)
+{
+    QString installDir = installationDirectory();
+    if (installDir.isEmpty()) {
+        // Only a bundle of the wrong name gets here; the path itself is never empty.
+        return false;
+    }
+
+    BV_DEBUG() << "will now delete" << installDir;
+    if (installDir.endsWith(QLatin1Char('/')))
+        installDir.chop(1);
+
+    // The script runs as root: the path goes in escaped, so that no folder name can
+    // leave the double quotes it stands in or run a command of its own.
+    const QString scriptTemplate
+        = getResourceAsText(QStringLiteral(":/scripts/scripts/uninstall.sh"));
+    if (scriptTemplate.isEmpty())
+        return false;
+    const QString script = scriptTemplate.arg(UninstallSafety::escapeForDoubleQuotes(installDir));
+
+    const QString rightName = CAuthorization::getRightNameSpace(QStringLiteral("admin"));
+    QString printed;
+    const bool ran = authorization.authorizeAsAdmin(rightName)
+        && authorization.shellExecuteWithPrivileges(script, printed);
+    if (output)
+        *output = printed.trimmed();
+    if (!ran)
+        return false;
+
+    // The script always exits with 0; its last line is the status of the removal.
+    return printed.trimmed().endsWith(QLatin1Char('0'));
+}
+
+QString CUninstallActions::getResourceAsText(const QString &resourcePath)
+{
+    if (!resourcePath.startsWith(QStringLiteral(":/"), Qt::CaseSensitive))
+        bvThrowAssert("resourcePath.startsWith(\":/\")", BV_SOURCE_FILE, __LINE__);
+
+    QFile res(resourcePath);
+    if (!res.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        bvPrintAssert("res", BV_SOURCE_FILE, __LINE__);
+        return QString();
+    }
+    QTextStream stream(&res);
+    const QString content = stream.readAll();
+    if (content.isEmpty()) {
+        bvPrintAssert("!content.isEmpty()", BV_SOURCE_FILE, __LINE__);
+        return QString();
+    }
+    return content;
+}
+
+bool CUninstallActions::executeAppleScript(const QString &script)
+{
+    BV_ASSERT_THROW(!script.isEmpty());
+
+    BV_DEBUG() << "osascript -e" << script;
+    QProcess process;
+    process.start(QStringLiteral("osascript"), {QStringLiteral("-e"), script});
+    // Where there is no osascript the start fails and the exit code means nothing.
+    if (!process.waitForStarted() || !process.waitForFinished(-1))
+        return false;
+    return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+}

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+
+class CAuthorization;
+
+// Whose files a run works on.
+struct UninstallUser
+{
+    QString name; // empty: whoever runs the program
+    QString home;
+    // Where the key backups go: the Documents folder in the home unless chosen otherwise.
+    QString backupDirectory;
+    // The owner the backups are given to; -1 leaves them to whoever runs the program.
+    qint64 uid = -1;
+    qint64 gid = -1;
+    // Whether a missing backup folder is made (for the owner) or fails the backup.
+    bool createBackupDirectory = false;
+
+    // The user running the program, in the home Qt reports.
+    static UninstallUser current();
+};
+
+// The work behind each step of an uninstall run: stop the product, back up the key
+// folders, delete the per-user folders and hand the installation to the privileged
+// removal script. Each step answers true for done or nothing to do and false to stop the
+// run; exceptions of the file layer never leave a step. Nothing is remembered between
+// calls: every step reads the file system afresh.
+//
+// Shared by the window and the command line, so both write the same diagnostic lines.
+class CUninstallActions
+{
+public:
+    // Stops a running product and waits up to 30 s for it to end. Only the first
+    // instance found (of any user when `userName` is empty) unless `everyInstance`.
+    // `stopped` receives the ids that were stopped.
+    static bool quitBrisvane(const QString &userName = QString(), bool everyInstance = false,
+        QList<qint64> *stopped = nullptr);
+    // The running product's ids, as the stop would find them.
+    static QList<qint64> findBrisvane(const QString &userName = QString());
+
+    // Makes the backup folder of `user` (with its parents) and gives it to the user.
+    static bool makeBackupDirectory(const UninstallUser &user, QString *detail = nullptr);
+    static bool backupDir(const QString &source, const QString &target,
+        const UninstallUser &owner = UninstallUser(), QString *detail = nullptr);
+    // The backup folder a key folder gets now.
+    static QString backupTarget(const UninstallUser &user, const QString &keyFolder);
+
+    static bool deleteDir(const QString &path, QString *detail = nullptr);
+
+    // The installation to remove: the product folder when it holds nothing but the
+    // bundle, otherwise the bundle the program runs from. Empty (with a critical line)
+    // when the program does not run from inside Brisvane.app.
+    static QString installationDirectory();
+    // Runs the removal script for the installation with the rights held by
+    // `authorization` (asked for now when it holds none). `output` gets what it printed.
+    static bool removeAppBundle(CAuthorization &authorization, QString *output = nullptr);
+    // The same with a fresh authorization: the password is asked for here.
+    static bool removeAppBundle();
+
+    static QString getResourceAsText(const QString &resourcePath);
+    static bool executeAppleScript(const QString &script);
+};

@@ -1,0 +1,96 @@
+#pragma once
+
+#include "CUninstallActions.h"
+
+#include <QList>
+#include <QString>
+
+#include <functional>
+
+// One uninstall run: the five steps in their fixed order, for one user (the window) or
+// several (the command line), stopping at the first failure.
+//
+//   administrator rights -> quit -> for each user: backup, configuration, data -> removal
+//
+// The right to run the removal script is obtained before anything changes, so a user
+// who declines the prompt keeps every file. A dry run asks for nothing and changes
+// nothing: it reports what a real run would do.
+class CUninstallRun
+{
+public:
+    enum Step {
+        StepQuit,
+        StepBackup,
+        StepDeleteConfiguration,
+        StepDeleteData,
+        StepRemoveInstallation,
+    };
+    enum Result { ResultDone, ResultNothingToDo, ResultFailed, ResultSkipped, ResultPlanned };
+
+    // What one step did, for one user and one path.
+    struct Record
+    {
+        Step step = StepQuit;
+        QString user; // empty: not about one user
+        QString path;
+        QString target; // backups: the copy
+        Result result = ResultPlanned;
+        QString detail; // the error text, the script's output, the stopped ids
+    };
+
+    struct Options
+    {
+        QList<UninstallUser> users;
+        bool backup = true;
+        // Stop every instance of the product the users run; otherwise the first one
+        // found, of any user.
+        bool everyInstance = false;
+        bool dryRun = false;
+    };
+
+    // Told when a step begins (once for the quit step, once per user for the others)
+    // and of every record as it is made. Called on the thread that runs the run.
+    struct Observer
+    {
+        std::function<void(Step step, const UninstallUser &user)> stepStarting;
+        std::function<void(const Record &record)> recorded;
+    };
+
+    explicit CUninstallRun(const Options &options, const Observer &observer = Observer());
+
+    // True when every step succeeded (or, in a dry run, could be planned).
+    bool run();
+
+    const QList<Record> &records() const { return m_Records; }
+    bool failed() const { return m_Failed; }
+    Step failedStep() const { return m_FailedStep; }
+    // 0, or 10 to 14 for the step that failed (quit, backup, configuration, data, removal).
+    int exitCode() const;
+    // The window's message for the failure, translated when a catalogue is installed;
+    // empty after success.
+    QString failureMessage() const;
+
+    static QString failureMessage(Step step, const QString &path);
+    static const char *stepName(Step step);
+    static const char *resultName(Result result);
+
+private:
+    bool obtainRights(class CAuthorization &authorization);
+    bool quit();
+    bool backup(const UninstallUser &user);
+    bool deleteFolder(Step step, const UninstallUser &user, const QString &path);
+    bool removeInstallation(class CAuthorization *authorization);
+    void starting(Step step, const UninstallUser &user);
+    void record(const Record &record);
+    bool fail(Step step, const QString &path);
+    void skipRest();
+    // Every record a run makes when nothing fails, in order, with nothing decided yet.
+    QList<Record> plan() const;
+
+    Options m_Options;
+    Observer m_Observer;
+    QList<Record> m_Records;
+    bool m_Failed = false;
+    Step m_FailedStep = StepQuit;
+    QString m_FailedPath;
+};
