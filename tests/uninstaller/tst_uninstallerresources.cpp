@@ -75,6 +75,9 @@ void tst_UninstallerResources::catalogue()
     QVERIFY(ours.load(QStringLiteral("UnInstallerMac_") + language, C_STAGE_TRANSLATIONS));
     QCOMPARE(ours.translate("CMainWindow", "Unable to quit Brisvane."), quitFailed);
     QCOMPARE(ours.translate("UninstallMainWindow", "Brisvnae Uninstall"), headline);
+    // The program keeps only this catalogue in its translator: Qt's own button texts must
+    // come with it, or Cancel and Close stay English.
+    QCOMPARE(ours.translate("QPlatformTheme", "Cancel"), qtCancel);
 
     // Qt's catalogue only loads when the module catalogues it names were staged too.
     QTranslator qt;
