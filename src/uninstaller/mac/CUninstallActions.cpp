@@ -131,16 +131,18 @@ bool CUninstallActions::backupDir(
         CFSOperations fs;
         if (!fs.directoryExists(source))
             return true;
+        // Only folders and plain files can be copied faithfully. A link could make the copy
+        // read (as root: disclose) a file from elsewhere; nothing is copied then.
+        QString odd;
+        if (!UninstallSafety::plainTree(source, &odd)) {
+            BV_CRITICAL() << "not a folder or plain file:" << odd;
+            if (detail)
+                *detail = QStringLiteral("%1 is not a folder or plain file").arg(odd);
+            return false;
+        }
         if (!fs.copyDirectory(source, target)) {
             if (detail)
                 *detail = QStringLiteral("could not copy %1").arg(source);
-            return false;
-        }
-        // The copy gets the originals' folder modes (a private key folder stays private)
-        // and, when made for somebody else by root, that user as its owner.
-        if (!UninstallSafety::handOver(source, target, owner.uid, owner.gid)) {
-            if (detail)
-                *detail = QStringLiteral("could not give %1 to its owner").arg(target);
             return false;
         }
         // A copy that reports success can still have lost a file on the way; the key
@@ -148,6 +150,13 @@ bool CUninstallActions::backupDir(
         if (!UninstallSafety::verifyCopy(source, target)) {
             if (detail)
                 *detail = QStringLiteral("the copy %1 differs from %2").arg(target, source);
+            return false;
+        }
+        // The copy gets the originals' folder modes (a private key folder stays private)
+        // and, when made for somebody else by root, that user as its owner.
+        if (!UninstallSafety::handOver(source, target, owner.uid, owner.gid)) {
+            if (detail)
+                *detail = QStringLiteral("could not give %1 to its owner").arg(target);
             return false;
         }
         return true;

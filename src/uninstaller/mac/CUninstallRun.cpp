@@ -98,17 +98,14 @@ bool CUninstallRun::obtainRights(CAuthorization &authorization)
 bool CUninstallRun::quit()
 {
     starting(StepQuit, UninstallUser());
-    // The window stops the first instance of anybody; the command line every instance of
-    // each user it works for.
-    QList<UninstallUser> owners {UninstallUser()};
-    if (m_Options.everyInstance)
-        owners = m_Options.users;
-    for (const UninstallUser &owner : qAsConst(owners)) {
+    for (const QString &owner : qAsConst(m_Options.quitUsers)) {
         Record step;
         step.step = StepQuit;
-        step.user = owner.name;
+        step.user = owner;
         if (m_Options.dryRun) {
-            const QList<qint64> running = CUninstallActions::findBrisvane(owner.name);
+            QList<qint64> running = CUninstallActions::findBrisvane(owner);
+            if (!m_Options.everyInstance)
+                running = running.mid(0, 1);
             QStringList ids;
             for (const qint64 pid : running)
                 ids << QString::number(pid);
@@ -118,8 +115,7 @@ bool CUninstallRun::quit()
             continue;
         }
         QList<qint64> stopped;
-        const bool done
-            = CUninstallActions::quitBrisvane(owner.name, m_Options.everyInstance, &stopped);
+        const bool done = CUninstallActions::quitBrisvane(owner, m_Options.everyInstance, &stopped);
         QStringList ids;
         for (const qint64 pid : qAsConst(stopped))
             ids << QString::number(pid);
@@ -250,12 +246,8 @@ QList<CUninstallRun::Record> CUninstallRun::plan() const
         planned.path = path;
         steps.append(planned);
     };
-    if (m_Options.everyInstance) {
-        for (const UninstallUser &user : qAsConst(m_Options.users))
-            add(StepQuit, user.name, QString());
-    } else {
-        add(StepQuit, QString(), QString());
-    }
+    for (const QString &owner : qAsConst(m_Options.quitUsers))
+        add(StepQuit, owner, QString());
     for (const UninstallUser &user : qAsConst(m_Options.users)) {
         add(StepBackup, user.name, UninstallPaths::keyFolder1(user.home));
         add(StepBackup, user.name, UninstallPaths::keyFolder2(user.home));

@@ -42,8 +42,9 @@ public:
     {
         QList<UninstallUser> users;
         bool backup = true;
-        // Stop every instance of the product the users run; otherwise the first one
-        // found, of any user.
+        // Whose running product is stopped, one quit step each (an empty name: anybody's).
+        QStringList quitUsers {QString()};
+        // Stop every instance found; otherwise only the first.
         bool everyInstance = false;
         bool dryRun = false;
     };

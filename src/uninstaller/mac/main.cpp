@@ -1,4 +1,5 @@
 #include "CMainWindow.h"
+#include "commandline.h"
 #include "startup.h"
 #include "supportlog.h"
 
@@ -9,6 +10,10 @@
 
 int main(int argc, char *argv[])
 {
+    // Management tools run the uninstaller without a display: no GUI application then.
+    if (CommandLine::requested(argc, argv))
+        return CommandLine::run(argc, argv);
+
     QApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Brisvane Uninstaller"));
     QCoreApplication::setOrganizationDomain(QStringLiteral("brisvane.com"));

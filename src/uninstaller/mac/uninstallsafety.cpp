@@ -185,6 +185,29 @@ bool handOverEntry(const QString &source, const QString &copy, qint64 uid, qint6
 
 } // namespace
 
+bool plainTree(const QString &tree, QString *offending)
+{
+    struct stat info;
+    auto plain = [&info](const QString &path) {
+        return ::lstat(QFile::encodeName(path).constData(), &info) == 0
+            && (S_ISDIR(info.st_mode) || S_ISREG(info.st_mode));
+    };
+    if (!plain(tree)) {
+        *offending = tree;
+        return false;
+    }
+    QDirIterator it(tree, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+        QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QString entry = it.next();
+        if (!plain(entry)) {
+            *offending = entry;
+            return false;
+        }
+    }
+    return true;
+}
+
 bool handOver(const QString &source, const QString &copy, qint64 uid, qint64 gid)
 {
     if (!handOverEntry(source, copy, uid, gid))

@@ -16,6 +16,10 @@ QString escapeForDoubleQuotes(const QString &text);
 // cannot have been copied faithfully and fails the check as well.
 bool verifyCopy(const QString &source, const QString &copy);
 
+// True when `tree` (not followed if it is a link) and everything below it are folders and
+// regular files only; otherwise `offending` names the first other entry.
+bool plainTree(const QString &tree, QString *offending);
+
 // Gives every folder in `copy` the mode of its counterpart in `source` (an empty source:
 // leaves the modes) and, when `uid` or `gid` is not -1, makes every entry of `copy` belong
 // to them. Links are changed themselves, never followed. False (with a critical line) at

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "CUninstallRun.h"
+
+#include <QDateTime>
+#include <QJsonObject>
+
+// The machine-readable account of a command-line run (--report), one JSON object:
+// docs/report.schema.json describes it.
+namespace UninstallReport {
+
+QJsonObject build(const QList<CUninstallRun::Record> &records, bool dryRun,
+    const QDateTime &started, const QDateTime &finished, int exitCode, const QString &message);
+
+// Writes `report` to `file`, or to standard output for "-". False with `error` set when
+// the file cannot be written.
+bool write(const QString &file, const QJsonObject &report, QString *error);
+
+} // namespace UninstallReport
