@@ -219,6 +219,9 @@ void tst_CMainWindow::failedStep_data()
         << "Unable to quit Brisvane." << QStringList {"quitBrisvane: failed to shutdown Brisvane"} << true;
     QTest::newRow("backup target unusable") << "rmdir Documents; echo >Documents" << 10
         << "Unable to backup key files" << QStringList {"backupDir: Failed to  backupDir failed"} << true;
+    // Copying through a link would read a file from elsewhere into the backup: nothing is copied.
+    QTest::newRow("key folder holds a link") << "ln -s /etc/hostname .bv2/pss/elsewhere" << 10
+        << "Unable to backup key files" << QStringList {"backupDir: not a folder or plain file: \"" + home(".bv2/pss/elsewhere") + "\""} << true;
     QTest::newRow("configuration not a folder") << "rm -r .config/Brisvane; echo >.config/Brisvane" << 20
         << failedDelete.arg(config) << QStringList {deleteFailed, notAFolder.arg(config)} << true;
     QTest::newRow("data not a folder") << "rm -r .bv2; echo >.bv2" << 50
@@ -265,7 +268,10 @@ void tst_CMainWindow::failedStep()
     QCOMPARE(QFileInfo::exists(home(".bv2")), progress <= 50);
 
     // Remove the cause and try again: the run starts over and gets to the bundle.
-    QCOMPARE(sh(": >\"$BV_FAKE_PS\"; for f in Documents .config/Brisvane .bv2; do "
+    if (progress == 10) // nothing of a refused backup was left behind
+        QCOMPARE(backupCount(), 0);
+    QCOMPARE(sh(": >\"$BV_FAKE_PS\"; rm -f .bv2/pss/elsewhere; for f in Documents .config/Brisvane "
+                ".bv2; do "
                 "if [ -f $f ]; then rm $f; fi; done; mkdir -p Documents"),
         0);
     const qsizetype backupsBefore = backupCount();

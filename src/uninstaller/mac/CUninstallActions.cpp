@@ -135,7 +135,8 @@ bool CUninstallActions::backupDir(
         // read (as root: disclose) a file from elsewhere; nothing is copied then.
         QString odd;
         if (!UninstallSafety::plainTree(source, &odd)) {
-            BV_CRITICAL() << "not a folder or plain file:" << odd;
+            getLogMessageTemplate(BV_SOURCE_FILE, "backupDir", __LINE__, QtCriticalMsg)
+                << "not a folder or plain file:" << odd;
             if (detail)
                 *detail = QStringLiteral("%1 is not a folder or plain file").arg(odd);
             return false;
@@ -194,12 +195,6 @@ QString CUninstallActions::installationDirectory()
     getLogMessageTemplate(BV_SOURCE_FILE, "removeAppBundle", __LINE__, QtDebugMsg)
         << parent.dirName() << entries << (holdsBundle ? "true" : "false");
     return bundlePath;
-}
-
-bool CUninstallActions::removeAppBundle()
-{
-    CAuthorization authorization;
-    return removeAppBundle(authorization);
 }
 
 bool CUninstallActions::removeAppBundle(CAuthorization &authorization, QString *output)

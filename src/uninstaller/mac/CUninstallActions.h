@@ -56,8 +56,6 @@ public:
     // Runs the removal script for the installation with the rights held by
     // `authorization` (asked for now when it holds none). `output` gets what it printed.
     static bool removeAppBundle(CAuthorization &authorization, QString *output = nullptr);
-    // The same with a fresh authorization: the password is asked for here.
-    static bool removeAppBundle();
 
     static QString getResourceAsText(const QString &resourcePath);
     static bool executeAppleScript(const QString &script);
