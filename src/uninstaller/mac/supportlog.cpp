@@ -31,7 +31,7 @@ QString defaultPath()
     const QString folder = QDir::homePath() + QStringLiteral("/Library/Logs/Brisvane");
 #else
     QString state = QFile::decodeName(qgetenv("XDG_STATE_HOME"));
-    // The base directory specification ignores relative paths.
+    // Relative base directories are to be ignored, as the XDG rules say.
     if (state.isEmpty() || QDir::isRelativePath(state))
         state = QDir::homePath() + QStringLiteral("/.local/state");
     const QString folder = state + QStringLiteral("/Brisvane");
