@@ -134,23 +134,31 @@ bool sameEntry(const QString &sourcePath, const QString &copyPath)
     return sameContents(sourcePath, copyPath);
 }
 
+// Calls `visit` with `tree` and every entry below it (hidden and system ones too; links
+// are looked at, never followed) and the same path relative to `tree`, until it answers
+// false.
+template<typename Visit> bool everyEntry(const QString &tree, Visit visit)
+{
+    if (!visit(tree, QString()))
+        return false;
+    QDirIterator it(tree, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+        QDirIterator::Subdirectories);
+    const int prefix = tree.size();
+    while (it.hasNext()) {
+        const QString entry = it.next();
+        if (!visit(entry, entry.mid(prefix)))
+            return false;
+    }
+    return true;
+}
+
 } // namespace
 
 bool verifyCopy(const QString &source, const QString &copy)
 {
-    if (!sameEntry(source, copy))
-        return false;
-
-    // Hidden and system entries count too; links are looked at, never followed.
-    QDirIterator it(source, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
-        QDirIterator::Subdirectories);
-    const int prefix = source.size();
-    while (it.hasNext()) {
-        const QString entry = it.next();
-        if (!sameEntry(entry, copy + entry.mid(prefix)))
-            return false;
-    }
-    return true;
+    return everyEntry(source, [&copy](const QString &entry, const QString &relative) {
+        return sameEntry(entry, copy + relative);
+    });
 }
 
 namespace {
@@ -187,41 +195,21 @@ bool handOverEntry(const QString &source, const QString &copy, qint64 uid, qint6
 
 bool plainTree(const QString &tree, QString *offending)
 {
-    struct stat info;
-    auto plain = [&info](const QString &path) {
-        return ::lstat(QFile::encodeName(path).constData(), &info) == 0
-            && (S_ISDIR(info.st_mode) || S_ISREG(info.st_mode));
-    };
-    if (!plain(tree)) {
-        *offending = tree;
+    return everyEntry(tree, [offending](const QString &entry, const QString &) {
+        struct stat info;
+        if (::lstat(QFile::encodeName(entry).constData(), &info) == 0
+            && (S_ISDIR(info.st_mode) || S_ISREG(info.st_mode)))
+            return true;
+        *offending = entry;
         return false;
-    }
-    QDirIterator it(tree, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
-        QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        const QString entry = it.next();
-        if (!plain(entry)) {
-            *offending = entry;
-            return false;
-        }
-    }
-    return true;
+    });
 }
 
 bool handOver(const QString &source, const QString &copy, qint64 uid, qint64 gid)
 {
-    if (!handOverEntry(source, copy, uid, gid))
-        return false;
-    QDirIterator it(copy, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
-        QDirIterator::Subdirectories);
-    const int prefix = copy.size();
-    while (it.hasNext()) {
-        const QString entry = it.next();
-        if (!handOverEntry(
-                source.isEmpty() ? QString() : source + entry.mid(prefix), entry, uid, gid))
-            return false;
-    }
-    return true;
+    return everyEntry(copy, [&](const QString &entry, const QString &relative) {
+        return handOverEntry(source.isEmpty() ? QString() : source + relative, entry, uid, gid);
+    });
 }
 
 } // namespace UninstallSafety
