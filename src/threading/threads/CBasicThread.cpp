@@ -173,7 +173,7 @@ BV_NO_NULL_CHECK void CBasicThread::run()
 
     try {
         if (m_UseEventLoop) {
-            BV_THREAD_LOG(QtDebugMsg) << ") running ..." << BV_CURRENT;
+            BV_THREAD_LOG(QtDebugMsg) << "running ..." << BV_CURRENT;
             m_ExitCode.storeRelease(exec());
         } else {
             runMethod();
@@ -215,7 +215,7 @@ void CBasicThread::moveImplBack()
 
 void CBasicThread::runMethod()
 {
-    BV_THREAD_LOG(QtDebugMsg) << ") default runMethod called ..." << BV_CURRENT;
+    BV_THREAD_LOG(QtDebugMsg) << " default runMethod called ..." << BV_CURRENT;
 }
 
 bool CBasicThread::exitThread(int exitCode, unsigned long waitTime, bool kill)
@@ -235,11 +235,11 @@ bool CBasicThread::exitThread(int exitCode, unsigned long waitTime, bool kill)
         return true;
     lock.relock();
     if (!kill) {
-        BV_THREAD_LOG(QtWarningMsg) << ")"
-                                    << qUtf8Printable(QStringLiteral("thread not finished after "
-                                                                     "%1 msecs , caller has to "
-                                                                     "terminate thread !!!")
-                                                          .arg(waitTime));
+        BV_THREAD_LOG(QtCriticalMsg) << ")"
+                                     << qUtf8Printable(QStringLiteral("thread not finished after "
+                                                                      "%1 msecs , caller has to "
+                                                                      "terminate thread !!!")
+                                                           .arg(waitTime));
         m_State.storeRelease(StateRunning);
         return false;
     }
@@ -291,7 +291,7 @@ void CBasicThread::checkSuspended()
 {
     CBasicThread *self = getCurrentThread();
     if (!self) {
-        BV_LOG(QtWarningMsg)
+        BV_LOG(QtCriticalMsg)
             << "CBasicThread::checkSuspended() called from a non suspendable Thread!";
         return;
     }
