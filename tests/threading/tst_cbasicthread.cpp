@@ -8,8 +8,13 @@
 #include <QSignalSpy>
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
 #include <functional>
+#include <mutex>
 #include <stdexcept>
+#include <thread>
 
 namespace {
 // Runs `body`, by default polling its state until asked to finish.
@@ -45,6 +50,11 @@ public:
         const QDeadlineTimer limit(30000);
         while (!self.stop && !limit.hasExpired())
             QThread::msleep(2);
+    }
+    // Spins on its flag alone: no call at all, so it never reaches a cancellation point.
+    static void spin(Runner &self)
+    {
+        while (!self.stop.load(std::memory_order_relaxed)) { }
     }
     std::atomic<bool> entered {false};
     std::atomic<bool> stop {false};
@@ -273,6 +283,36 @@ private slots:
         QCOMPARE(texts, expected);
     }
 
+    // A hard termination must end the thread and leave the process running: run in a
+    // child, which reports what it saw on its standard output.
+    void hardTermination_data()
+    {
+        QTest::addColumn<QString>("mode");
+        QTest::addColumn<QString>("report");
+
+        const QString report = "returned 1, in time 1, ended 1, state 4, exit code %1, terminated "
+                               "1, next thread 1\n";
+        // clang-format off
+        QTest::newRow("spinning, exitThread() with its defaults") << "spin exitThread" << report.arg(0);
+        QTest::newRow("spinning, terminateThread(code, false)") << "spin terminateThread" << report.arg(5);
+        QTest::newRow("spinning, killAllThreads(code, true)") << "spin killAllThreads" << report.arg(7);
+        QTest::newRow("suspended, terminateThread()") << "suspended terminateThread" << report.arg(-1);
+        // clang-format on
+    }
+
+    void hardTermination()
+    {
+        QFETCH(QString, mode);
+        QFETCH(QString, report);
+
+        const BvTest::ChildResult result = BvTest::runChild(mode, 60000);
+        QVERIFY2(result.status == QProcess::NormalExit && result.exitCode == 0,
+            qPrintable(QStringLiteral("exit code %1, %2")
+                           .arg(result.exitCode)
+                           .arg(QString::fromLocal8Bit(result.standardError.right(3000)))));
+        QCOMPARE(QString::fromLocal8Bit(result.standardOutput), report);
+    }
+
     void terminateHandler()
     {
         const BvTest::ChildResult result = BvTest::runChild("terminate");
@@ -288,8 +328,76 @@ private slots:
     }
 };
 
-static int childMain(const QByteArray &)
+// "<body> <call>": ends a spinning or a suspended thread with one of the calls that
+// terminate hard, then checks that the class still works.
+static int hardTerminationChild(const QByteArray &body, const QByteArray &call)
 {
+    Runner thread("Victim", body == "spin" ? &Runner::spin : &Runner::poll);
+    QAtomicInt terminated;
+    QObject::connect(&thread, &CBasicThread::threadTerminated, [&terminated] { terminated.ref(); });
+
+    // Without a hard termination that works the spinner would hold the child for good:
+    // release it after a while, so that the failure shows as what it is.
+    std::mutex mutex;
+    std::condition_variable released;
+    bool done = false;
+    std::thread watchdog([&] {
+        std::unique_lock<std::mutex> lock(mutex);
+        if (!released.wait_for(lock, std::chrono::seconds(8), [&] { return done; }))
+            thread.stop = true;
+    });
+
+    thread.startThread();
+    while (!thread.entered)
+        QThread::msleep(1);
+    if (body == "suspended") {
+        thread.suspendThread();
+        while (!thread.isSuspended())
+            QThread::msleep(1);
+    }
+
+    QElapsedTimer clock;
+    clock.start();
+    bool returned = true;
+    qint64 limit = 4000;
+    if (call == "exitThread") {
+        returned = thread.exitThread();
+    } else if (call == "terminateThread" && body == "spin") {
+        returned = thread.terminateThread(5, false);
+        limit = 1000; // "at once": not after the thread has ended
+    } else if (call == "terminateThread") {
+        returned = thread.terminateThread();
+    } else {
+        CBasicThread::killAllThreads(7, true);
+    }
+    const bool inTime = clock.elapsed() < limit;
+    const bool ended = thread.QThread::wait(5000);
+
+    // Nothing the victim held is left taken: its suspension, the registry, a new thread.
+    while (thread.getSuspensionRequests() > 0)
+        thread.resumeThread();
+    Runner next("Next");
+    const bool nextWorks = next.startThread() && next.exitThread(0, 5000)
+        && next.getState() == CBasicThread::StateFinished;
+
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        done = true;
+    }
+    released.notify_all();
+    watchdog.join();
+    std::printf("returned %d, in time %d, ended %d, state %d, exit code %d, terminated %d, "
+                "next thread %d\n",
+        returned, inTime, ended, thread.getState(), thread.getExitCode(), terminated.loadAcquire(),
+        nextWorks);
+    return 0;
+}
+
+static int childMain(const QByteArray &mode)
+{
+    const QList<QByteArray> words = mode.split(' ');
+    if (words.size() == 2)
+        return hardTerminationChild(words.at(0), words.at(1));
     Runner thread("Doomed", [](Runner &) { std::terminate(); });
     thread.startThread();
     thread.wait();
