@@ -1,5 +1,7 @@
 #include "CLog.h"
 
+#include "threading/threads/CBasicThread.h"
+
 #include <QMutexLocker>
 #include <QRegularExpression>
 
@@ -9,6 +11,22 @@ QAtomicPointer<CLog> CLog::s_Logger;
 QMutex CLog::s_LoggerMutex;
 
 namespace {
+// A log's mutex, taken with hard termination of the thread held back: a thread ended
+// by force never leaves it locked, nor dies writing inside Qt's message output.
+class LogLocker
+{
+public:
+    explicit LogLocker(QMutex *mutex)
+        : m_Locker(mutex)
+    { }
+    Q_DISABLE_COPY_MOVE(LogLocker)
+
+private:
+    // Declared first: taken before the mutex, given back after it.
+    const CBasicThread::CTerminationGuard m_Guard;
+    QMutexLocker<QMutex> m_Locker;
+};
+
 const QString cLineTimeFormat = QStringLiteral("dd.MM.yy hh:mm:ss:zzz");
 const QString cNameTimeFormat = QStringLiteral("yyyyMMddhhmmsszzz");
 
@@ -62,6 +80,7 @@ CLog::CLog(const QString &logFileName)
 CLog::~CLog()
 {
     stopLogging();
+    const CBasicThread::CTerminationGuard guard;
     QMutexLocker lock(&s_LoggerMutex);
     s_Logger.testAndSetOrdered(this, nullptr);
 }
@@ -69,7 +88,7 @@ CLog::~CLog()
 bool CLog::initLogging(const QString &logPath, _Log_Level_ level, _Log_Channel_ channel,
     _File_Logging_Strategy_ strategy, bool perThreadLogging)
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     m_LogPath = logPath;
     m_LogLevel = level;
     m_LogChannel = channel;
@@ -96,6 +115,7 @@ void CLog::start()
 
 void CLog::installHandler()
 {
+    const CBasicThread::CTerminationGuard guard;
     QMutexLocker lock(&s_LoggerMutex);
     qInstallMessageHandler(nullptr);
     s_Logger.storeRelease(this);
@@ -104,7 +124,7 @@ void CLog::installHandler()
 
 void CLog::stopLogging()
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     qInstallMessageHandler(nullptr);
     closeWithHeader(m_LogFile);
     for (QFile *file : std::as_const(m_PerThreadLogFiles)) {
@@ -127,73 +147,73 @@ void CLog::closeWithHeader(QFile &file)
 
 CLog::_Log_Level_ CLog::getLogLevel() const
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return m_LogLevel;
 }
 
 CLog::_Log_Level_ CLog::setLogLevel(_Log_Level_ level)
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return std::exchange(m_LogLevel, level);
 }
 
 CLog::_Log_Channel_ CLog::getLogChannel() const
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return m_LogChannel;
 }
 
 CLog::_Log_Channel_ CLog::setLogChannel(_Log_Channel_ channel)
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return std::exchange(m_LogChannel, channel);
 }
 
 CLog::_File_Logging_Strategy_ CLog::getFileLoggingStrategy() const
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return m_FileLoggingStrategy;
 }
 
 CLog::_File_Logging_Strategy_ CLog::setFileLoggingStrategy(_File_Logging_Strategy_ strategy)
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return std::exchange(m_FileLoggingStrategy, strategy);
 }
 
 bool CLog::getPerThreadLogging() const
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return m_PerThreadLogging;
 }
 
 bool CLog::setPerThreadLogging(bool perThreadLogging)
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return std::exchange(m_PerThreadLogging, perThreadLogging);
 }
 
 bool CLog::setMinimalOutput(bool minimalOutput)
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return std::exchange(m_MinimalOutput, minimalOutput);
 }
 
 QString CLog::getLogFileName() const
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return m_LogFileName;
 }
 
 QStringList CLog::getPerThreadLogFileNames() const
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return m_PerThreadLogFileNames;
 }
 
 void CLog::changeLogLevel(quint32 level)
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     if (level > LOG_LEVEL_DEBUG || level == m_LogLevel)
         return;
     m_LogLevel = _Log_Level_(level);
@@ -207,7 +227,7 @@ bool CLog::acceptsType(_Log_Level_ threshold, QtMsgType type)
 
 bool CLog::checklogLevel(QtMsgType type) const
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return acceptsType(m_LogLevel, type);
 }
 
@@ -233,7 +253,7 @@ void CLog::globalMessageHandler(QtMsgType type, const char *message)
 
 void CLog::messageHandler(QtMsgType type, const char *message)
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     const QString text = QString::fromLocal8Bit(message);
     if (acceptsType(m_LogLevel, type))
         logMessage(levelOf(type), text);

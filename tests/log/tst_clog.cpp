@@ -8,6 +8,9 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 
+#include <atomic>
+#include <cstdio>
+
 namespace {
 // Writes lines "<name>:<index>:<payload>" through the diagnostic prefix.
 class Writer : public CBasicThread
@@ -25,6 +28,55 @@ protected:
                 << getThreadName() + ':' + QString::number(i) + ':' + QString(160, u'x');
     }
 };
+
+// Logs without a pause until told to stop.
+class Chatter : public CBasicThread
+{
+public:
+    Chatter()
+        : CBasicThread(std::string("Chatter"))
+    { }
+    ~Chatter() override
+    {
+        stop = true;
+        wait();
+    }
+    std::atomic<int> lines {0};
+    std::atomic<bool> stop {false};
+
+protected:
+    void runMethod() override
+    {
+        // Through a QDebug, as the library's own lines go: written from its destructor.
+        while (!stop) {
+            BV_WARNING() << "tick" << lines.load();
+            ++lines;
+        }
+    }
+};
+
+// The shape of a log: "Start" and "Stop" for the headers, the text of each line.
+QStringList skeleton(const QByteArray &content)
+{
+    static const QRegularExpression header("^(Start|Stop) logging: ");
+    static const QRegularExpression line(
+        "^\\d\\d\\.\\d\\d\\.\\d\\d \\d\\d:\\d\\d:\\d\\d:\\d{3}  \\[\\w+\\] *(.*)$");
+    QStringList shape;
+    for (const QString &text : QString::fromLocal8Bit(content).split(u'\n')) {
+        const QRegularExpressionMatch start = header.match(text);
+        if (start.hasMatch())
+            shape << start.captured(1);
+        else if (!text.isEmpty() && text != QString(80, u'-'))
+            shape << line.match(text).captured(1);
+    }
+    return shape;
+}
+
+QByteArray contentOf(const QString &fileName)
+{
+    QFile file(fileName);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
 } // namespace
 
 class tst_CLog : public QObject
@@ -175,6 +227,19 @@ private slots:
         QCOMPARE(file.readAll().count("\nStart logging: "), startsInFile);
     }
 
+    // A thread ended by force while it logs must not take the process or the log's
+    // mutex with it. Run in a child, whose exit status tells.
+    void threadEndedWhileLogging()
+    {
+        const BvTest::ChildResult result = BvTest::runChild("chatter", 60000);
+        QVERIFY2(result.status == QProcess::NormalExit && result.exitCode == 0,
+            qPrintable(QStringLiteral("exit code %1, %2")
+                           .arg(result.exitCode)
+                           .arg(QString::fromLocal8Bit(result.standardError.right(3000)))));
+        QCOMPARE(QString::fromLocal8Bit(result.standardOutput),
+            "ended 1, state 4, last line \"after the end\"\n");
+    }
+
     void changeLogLevel()
     {
         CLog log(QString {});
@@ -231,5 +296,38 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(tst_CLog)
+// Ends a thread that logs without a pause by force, then logs once more.
+static int chatterChild()
+{
+    QTemporaryDir dir;
+    const QString path = dir.path() + u'/';
+    CLog log("chatter.log");
+    if (!log.startLogging(path, CLog::LOG_LEVEL_WARNING, CLog::LOG_CHANNEL_FILE,
+            CLog::FILE_LOGGING_APPEND, false))
+        return 2;
+    bool ended = false;
+    int state = 0;
+    {
+        Chatter thread;
+        thread.startThread();
+        while (thread.lines < 100)
+            QThread::msleep(1);
+        thread.exitThread(0, 50, true);
+        ended = thread.QThread::wait(5000);
+        state = thread.getState();
+    }
+    qWarning("after the end");
+    log.stopLogging();
+    const QStringList shape = skeleton(contentOf(path + "chatter.log"));
+    std::printf("ended %d, state %d, last line \"%s\"\n", ended, state,
+        qPrintable(shape.value(shape.size() - 2)));
+    return 0;
+}
+
+static int childMain(const QByteArray &)
+{
+    return chatterChild();
+}
+
+BV_TEST_MAIN_WITH_CHILD(tst_CLog, QCoreApplication)
 #include "tst_clog.moc"
