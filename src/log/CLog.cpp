@@ -11,14 +11,21 @@ QAtomicPointer<CLog> CLog::s_Logger;
 QMutex CLog::s_LoggerMutex;
 
 namespace {
-// A log's mutex, taken with hard termination of the thread held back: a thread ended
-// by force never leaves it locked, nor dies writing inside Qt's message output.
+// How many log mutexes the calling thread holds.
+thread_local int tl_InsideLog = 0;
+
+// A log's mutex, taken with hard termination of the thread held back (a thread ended
+// by force never leaves it locked) and known to the thread as held: Qt may speak while
+// the log works - a file it cannot seek, say - and that must not wait for the mutex.
 class LogLocker
 {
 public:
     explicit LogLocker(QMutex *mutex)
         : m_Locker(mutex)
-    { }
+    {
+        ++tl_InsideLog;
+    }
+    ~LogLocker() { --tl_InsideLog; }
     Q_DISABLE_COPY_MOVE(LogLocker)
 
 private:
@@ -79,10 +86,13 @@ CLog::CLog(const QString &logFileName)
 
 CLog::~CLog()
 {
+    // Messages from now on go to standard error, not into a log on its way out.
+    {
+        const CBasicThread::CTerminationGuard guard;
+        QMutexLocker lock(&s_LoggerMutex);
+        s_Logger.testAndSetOrdered(this, nullptr);
+    }
     stopLogging();
-    const CBasicThread::CTerminationGuard guard;
-    QMutexLocker lock(&s_LoggerMutex);
-    s_Logger.testAndSetOrdered(this, nullptr);
 }
 
 bool CLog::initLogging(const QString &logPath, _Log_Level_ level, _Log_Channel_ channel,
@@ -243,6 +253,12 @@ QString CLog::getLogLevelString(_Log_Level_ level) const
 
 void CLog::globalMessageHandler(QtMsgType type, const char *message)
 {
+    // Raised while this thread works inside a log, which holds its mutex: written as Qt
+    // writes what its handler says about itself.
+    if (tl_InsideLog > 0) {
+        std::fprintf(stderr, "%s\n", message);
+        return;
+    }
     if (CLog *logger = s_Logger.loadAcquire()) {
         logger->messageHandler(type, message);
         return;
@@ -350,8 +366,8 @@ bool CLog::initLogFile(const QString &threadName)
 
     QFile *file = nullptr;
     if (threadName.isEmpty()) {
-        if (m_LogFile.isOpen())
-            m_LogFile.close();
+        // Started again while running: the run in the old file ends as every run does.
+        closeWithHeader(m_LogFile);
         m_LogFile.setFileName(path);
         if (!m_LogFile.open(mode))
             return false;

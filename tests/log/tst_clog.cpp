@@ -10,6 +10,11 @@
 
 #include <atomic>
 #include <cstdio>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 // Writes lines "<name>:<index>:<payload>" through the diagnostic prefix.
@@ -227,6 +232,73 @@ private slots:
         QCOMPARE(file.readAll().count("\nStart logging: "), startsInFile);
     }
 
+    void restartEndsTheOldRun()
+    {
+        QVERIFY(QDir(path()).mkpath("a") && QDir(path()).mkpath("b"));
+        CLog log(QString {});
+        QVERIFY(log.startLogging(path() + "a/", CLog::LOG_LEVEL_WARNING, CLog::LOG_CHANNEL_FILE,
+            CLog::FILE_LOGGING_APPEND, false));
+        qWarning("first");
+        QVERIFY(log.startLogging(path() + "b/", CLog::LOG_LEVEL_WARNING, CLog::LOG_CHANNEL_FILE,
+            CLog::FILE_LOGGING_APPEND, false));
+        qWarning("second");
+        log.stopLogging();
+        QCOMPARE(
+            skeleton(contentOf(path() + "a/log.txt")), (QStringList {"Start", "first", "Stop"}));
+        QCOMPARE(
+            skeleton(contentOf(path() + "b/log.txt")), (QStringList {"Start", "second", "Stop"}));
+    }
+
+    // Qt warns from inside initLogging() while the log holds its mutex: a file on a
+    // character device cannot seek. With the log installed that warning comes back to
+    // it. Run in a child, so that a deadlock fails instead of hanging.
+    void restartOnCharacterDevice()
+    {
+        const BvTest::ChildResult result = BvTest::runChild("restart", 20000);
+        QVERIFY2(result.status == QProcess::NormalExit && result.exitCode == 0,
+            result.standardError.constData());
+        // Once through Qt's own handler, once written as it came while inside the log.
+        static const QRegularExpression warning(
+            "^QIODevice::seek \\(QFile, \".*/dev\\.log\"\\): Cannot call seek on a sequential "
+            "device$",
+            QRegularExpression::MultilineOption);
+        QCOMPARE(QString::fromLocal8Bit(result.standardError).count(warning), 2);
+    }
+
+    // A log on its way out takes no message: while its stop header waits for a full
+    // pipe, the logger is gone already.
+    void destructionLetsGoOfMessagesFirst()
+    {
+        const QByteArray fifo = QFile::encodeName(path() + "log.txt");
+        QVERIFY(::mkfifo(fifo.constData(), 0600) == 0);
+        const int reader = ::open(fifo.constData(), O_RDONLY | O_NONBLOCK);
+        QVERIFY(reader >= 0);
+        auto *log = new CLog("log.txt");
+        QVERIFY(log->startLogging(path(), CLog::LOG_LEVEL_WARNING, CLog::LOG_CHANNEL_FILE,
+            CLog::FILE_LOGGING_APPEND, false));
+        QCOMPARE(CLog::s_Logger.loadAcquire(), log);
+
+        const int filler = ::open(fifo.constData(), O_WRONLY | O_NONBLOCK);
+        QVERIFY(filler >= 0);
+        while (::write(filler, "-", 1) == 1) { }
+        ::close(filler);
+
+        std::atomic<bool> goneBeforeStopped {false};
+        std::thread drainer([&] {
+            const QDeadlineTimer limit(5000);
+            while (CLog::s_Logger.loadAcquire() && !limit.hasExpired())
+                QThread::msleep(1);
+            goneBeforeStopped = !CLog::s_Logger.loadAcquire();
+            ::fcntl(reader, F_SETFL, 0);
+            char buffer[4096];
+            while (::read(reader, buffer, sizeof buffer) > 0) { }
+        });
+        delete log;
+        drainer.join();
+        ::close(reader);
+        QVERIFY(goneBeforeStopped);
+    }
+
     // A thread ended by force while it logs must not take the process or the log's
     // mutex with it. Run in a child, whose exit status tells.
     void threadEndedWhileLogging()
@@ -324,9 +396,25 @@ static int chatterChild()
     return 0;
 }
 
-static int childMain(const QByteArray &)
+// "restart": starts the log twice with a link to /dev/null as its file.
+// "chatter": see chatterChild().
+static int childMain(const QByteArray &mode)
 {
-    return chatterChild();
+    if (mode == "chatter")
+        return chatterChild();
+    QTemporaryDir dir;
+    const QString path = dir.path() + u'/';
+    if (!QFile::link(QStringLiteral("/dev/null"), path + "dev.log"))
+        return 2;
+    CLog log("dev.log");
+    for (int run = 0; run < 2; ++run) {
+        if (!log.startLogging(path, CLog::LOG_LEVEL_WARNING, CLog::LOG_CHANNEL_FILE,
+                CLog::FILE_LOGGING_APPEND, false))
+            return 3;
+        qWarning("run %d", run);
+    }
+    log.stopLogging();
+    return 0;
 }
 
 BV_TEST_MAIN_WITH_CHILD(tst_CLog, QCoreApplication)
