@@ -11,7 +11,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <exception>
-#include <limits>
 #include <mutex>
 
 #if defined(Q_OS_UNIX)

@@ -69,7 +69,6 @@ public:
 
     qint32 getThreadNumber() const { return m_ThreadNumber; }
     QString getThreadName() const { return m_Name; }
-    bool usesEventLoop() const { return m_UseEventLoop; }
     qint32 getExitCode() const { return m_ExitCode.loadAcquire(); }
     qint32 getState() const { return m_State.loadAcquire(); }
     qint32 getSuspensionRequests() const;
