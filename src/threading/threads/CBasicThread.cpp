@@ -39,10 +39,10 @@
 //   request that arrives there waits; a thread whose runMethod() has returned drops it.
 // - A runMethod() that reaches no cancellation point (a busy loop) is interrupted by a
 //   signal of ours and jumps back into run(), which finishes as usual. No exception
-//   travels through its frames, so none of them can end the process; the frames are
-//   abandoned, as a hard termination abandons them anyway. The jump is taken only where
-//   the thread may be cancelled at all and, for a while, only in the program's own code,
-//   not inside the C library or Qt, whose locks it would leave taken.
+//   travels through its frames, so none of them can end the process; their destructors
+//   do not run, which is what ending such code by force costs. The jump is taken only
+//   where the thread may be cancelled at all and, for a while, only in the program's own
+//   code, not inside the C library or Qt, whose locks it would leave taken.
 // - Waits of this class (QThread::wait(), the suspension) run under the guard too: a
 //   cancellation inside a wait condition would leave its internal mutex taken. A
 //   suspended thread is woken by the hard termination instead.
