@@ -1,5 +1,7 @@
 #include "CLog.h"
 
+#include "threading/threads/CBasicThread.h"
+
 #include <QMutexLocker>
 #include <QRegularExpression>
 
@@ -9,6 +11,29 @@ QAtomicPointer<CLog> CLog::s_Logger;
 QMutex CLog::s_LoggerMutex;
 
 namespace {
+// How many log mutexes the calling thread holds.
+thread_local int tl_InsideLog = 0;
+
+// A log's mutex, taken with hard termination of the thread held back (a thread ended
+// by force never leaves it locked) and known to the thread as held: Qt may speak while
+// the log works - a file it cannot seek, say - and that must not wait for the mutex.
+class LogLocker
+{
+public:
+    explicit LogLocker(QMutex *mutex)
+        : m_Locker(mutex)
+    {
+        ++tl_InsideLog;
+    }
+    ~LogLocker() { --tl_InsideLog; }
+    Q_DISABLE_COPY_MOVE(LogLocker)
+
+private:
+    // Declared first: taken before the mutex, given back after it.
+    const CBasicThread::CTerminationGuard m_Guard;
+    QMutexLocker<QMutex> m_Locker;
+};
+
 const QString cLineTimeFormat = QStringLiteral("dd.MM.yy hh:mm:ss:zzz");
 const QString cNameTimeFormat = QStringLiteral("yyyyMMddhhmmsszzz");
 
@@ -61,15 +86,19 @@ CLog::CLog(const QString &logFileName)
 
 CLog::~CLog()
 {
+    // Messages from now on go to standard error, not into a log on its way out.
+    {
+        const CBasicThread::CTerminationGuard guard;
+        QMutexLocker lock(&s_LoggerMutex);
+        s_Logger.testAndSetOrdered(this, nullptr);
+    }
     stopLogging();
-    QMutexLocker lock(&s_LoggerMutex);
-    s_Logger.testAndSetOrdered(this, nullptr);
 }
 
 bool CLog::initLogging(const QString &logPath, _Log_Level_ level, _Log_Channel_ channel,
     _File_Logging_Strategy_ strategy, bool perThreadLogging)
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     m_LogPath = logPath;
     m_LogLevel = level;
     m_LogChannel = channel;
@@ -96,6 +125,7 @@ void CLog::start()
 
 void CLog::installHandler()
 {
+    const CBasicThread::CTerminationGuard guard;
     QMutexLocker lock(&s_LoggerMutex);
     qInstallMessageHandler(nullptr);
     s_Logger.storeRelease(this);
@@ -104,7 +134,7 @@ void CLog::installHandler()
 
 void CLog::stopLogging()
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     qInstallMessageHandler(nullptr);
     closeWithHeader(m_LogFile);
     for (QFile *file : std::as_const(m_PerThreadLogFiles)) {
@@ -127,73 +157,73 @@ void CLog::closeWithHeader(QFile &file)
 
 CLog::_Log_Level_ CLog::getLogLevel() const
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return m_LogLevel;
 }
 
 CLog::_Log_Level_ CLog::setLogLevel(_Log_Level_ level)
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return std::exchange(m_LogLevel, level);
 }
 
 CLog::_Log_Channel_ CLog::getLogChannel() const
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return m_LogChannel;
 }
 
 CLog::_Log_Channel_ CLog::setLogChannel(_Log_Channel_ channel)
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return std::exchange(m_LogChannel, channel);
 }
 
 CLog::_File_Logging_Strategy_ CLog::getFileLoggingStrategy() const
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return m_FileLoggingStrategy;
 }
 
 CLog::_File_Logging_Strategy_ CLog::setFileLoggingStrategy(_File_Logging_Strategy_ strategy)
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return std::exchange(m_FileLoggingStrategy, strategy);
 }
 
 bool CLog::getPerThreadLogging() const
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return m_PerThreadLogging;
 }
 
 bool CLog::setPerThreadLogging(bool perThreadLogging)
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return std::exchange(m_PerThreadLogging, perThreadLogging);
 }
 
 bool CLog::setMinimalOutput(bool minimalOutput)
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return std::exchange(m_MinimalOutput, minimalOutput);
 }
 
 QString CLog::getLogFileName() const
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return m_LogFileName;
 }
 
 QStringList CLog::getPerThreadLogFileNames() const
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return m_PerThreadLogFileNames;
 }
 
 void CLog::changeLogLevel(quint32 level)
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     if (level > LOG_LEVEL_DEBUG || level == m_LogLevel)
         return;
     m_LogLevel = _Log_Level_(level);
@@ -207,7 +237,7 @@ bool CLog::acceptsType(_Log_Level_ threshold, QtMsgType type)
 
 bool CLog::checklogLevel(QtMsgType type) const
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     return acceptsType(m_LogLevel, type);
 }
 
@@ -223,6 +253,12 @@ QString CLog::getLogLevelString(_Log_Level_ level) const
 
 void CLog::globalMessageHandler(QtMsgType type, const char *message)
 {
+    // Raised while this thread works inside a log, which holds its mutex: written as Qt
+    // writes what its handler says about itself.
+    if (tl_InsideLog > 0) {
+        std::fprintf(stderr, "%s\n", message);
+        return;
+    }
     if (CLog *logger = s_Logger.loadAcquire()) {
         logger->messageHandler(type, message);
         return;
@@ -233,7 +269,7 @@ void CLog::globalMessageHandler(QtMsgType type, const char *message)
 
 void CLog::messageHandler(QtMsgType type, const char *message)
 {
-    QMutexLocker lock(&m_Mutex);
+    LogLocker lock(&m_Mutex);
     const QString text = QString::fromLocal8Bit(message);
     if (acceptsType(m_LogLevel, type))
         logMessage(levelOf(type), text);
@@ -330,8 +366,8 @@ bool CLog::initLogFile(const QString &threadName)
 
     QFile *file = nullptr;
     if (threadName.isEmpty()) {
-        if (m_LogFile.isOpen())
-            m_LogFile.close();
+        // Started again while running: the run in the old file ends as every run does.
+        closeWithHeader(m_LogFile);
         m_LogFile.setFileName(path);
         if (!m_LogFile.open(mode))
             return false;

@@ -20,8 +20,9 @@ class QIODevice;
 // Every accepted message is also announced with newLogMessage().
 //
 // One mutex is held for the whole handling of a message, so lines of different
-// threads never interleave. Signals are emitted with it held: receivers connected
-// directly must not log through the same CLog.
+// threads never interleave. Signals are emitted with it held. A message raised while a
+// thread holds it - Qt warning about a log file, a receiver connected directly that
+// logs - cannot wait for it: it goes to standard error as it is.
 class CLog : public QObject, public ILogProducer
 {
     Q_OBJECT

@@ -76,6 +76,7 @@ struct ChildResult
 {
     QProcess::ExitStatus status = QProcess::NormalExit;
     int exitCode = 0;
+    QByteArray standardOutput;
     QByteArray standardError;
 };
 
@@ -95,6 +96,7 @@ inline ChildResult runChild(const QString &mode, int timeoutMs = 30000)
     }
     result.status = child.exitStatus();
     result.exitCode = child.exitCode();
+    result.standardOutput = child.readAllStandardOutput();
     result.standardError = child.readAllStandardError();
     return result;
 }

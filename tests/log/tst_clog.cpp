@@ -8,6 +8,14 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 
+#include <atomic>
+#include <cstdio>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 // Writes lines "<name>:<index>:<payload>" through the diagnostic prefix.
 class Writer : public CBasicThread
@@ -25,6 +33,55 @@ protected:
                 << getThreadName() + ':' + QString::number(i) + ':' + QString(160, u'x');
     }
 };
+
+// Logs without a pause until told to stop.
+class Chatter : public CBasicThread
+{
+public:
+    Chatter()
+        : CBasicThread(std::string("Chatter"))
+    { }
+    ~Chatter() override
+    {
+        stop = true;
+        wait();
+    }
+    std::atomic<int> lines {0};
+    std::atomic<bool> stop {false};
+
+protected:
+    void runMethod() override
+    {
+        // Through a QDebug, as the library's own lines go: written from its destructor.
+        while (!stop) {
+            BV_WARNING() << "tick" << lines.load();
+            ++lines;
+        }
+    }
+};
+
+// The shape of a log: "Start" and "Stop" for the headers, the text of each line.
+QStringList skeleton(const QByteArray &content)
+{
+    static const QRegularExpression header("^(Start|Stop) logging: ");
+    static const QRegularExpression line(
+        "^\\d\\d\\.\\d\\d\\.\\d\\d \\d\\d:\\d\\d:\\d\\d:\\d{3}  \\[\\w+\\] *(.*)$");
+    QStringList shape;
+    for (const QString &text : QString::fromLocal8Bit(content).split(u'\n')) {
+        const QRegularExpressionMatch start = header.match(text);
+        if (start.hasMatch())
+            shape << start.captured(1);
+        else if (!text.isEmpty() && text != QString(80, u'-'))
+            shape << line.match(text).captured(1);
+    }
+    return shape;
+}
+
+QByteArray contentOf(const QString &fileName)
+{
+    QFile file(fileName);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
 } // namespace
 
 class tst_CLog : public QObject
@@ -175,6 +232,86 @@ private slots:
         QCOMPARE(file.readAll().count("\nStart logging: "), startsInFile);
     }
 
+    void restartEndsTheOldRun()
+    {
+        QVERIFY(QDir(path()).mkpath("a") && QDir(path()).mkpath("b"));
+        CLog log(QString {});
+        QVERIFY(log.startLogging(path() + "a/", CLog::LOG_LEVEL_WARNING, CLog::LOG_CHANNEL_FILE,
+            CLog::FILE_LOGGING_APPEND, false));
+        qWarning("first");
+        QVERIFY(log.startLogging(path() + "b/", CLog::LOG_LEVEL_WARNING, CLog::LOG_CHANNEL_FILE,
+            CLog::FILE_LOGGING_APPEND, false));
+        qWarning("second");
+        log.stopLogging();
+        QCOMPARE(
+            skeleton(contentOf(path() + "a/log.txt")), (QStringList {"Start", "first", "Stop"}));
+        QCOMPARE(
+            skeleton(contentOf(path() + "b/log.txt")), (QStringList {"Start", "second", "Stop"}));
+    }
+
+    // Qt warns from inside initLogging() while the log holds its mutex: a file on a
+    // character device cannot seek. With the log installed that warning comes back to
+    // it. Run in a child, so that a deadlock fails instead of hanging.
+    void restartOnCharacterDevice()
+    {
+        const BvTest::ChildResult result = BvTest::runChild("restart", 20000);
+        QVERIFY2(result.status == QProcess::NormalExit && result.exitCode == 0,
+            result.standardError.constData());
+        // Once through Qt's own handler, once written as it came while inside the log.
+        static const QRegularExpression warning(
+            "^QIODevice::seek \\(QFile, \".*/dev\\.log\"\\): Cannot call seek on a sequential "
+            "device$",
+            QRegularExpression::MultilineOption);
+        QCOMPARE(QString::fromLocal8Bit(result.standardError).count(warning), 2);
+    }
+
+    // A log on its way out takes no message: while its stop header waits for a full
+    // pipe, the logger is gone already.
+    void destructionLetsGoOfMessagesFirst()
+    {
+        const QByteArray fifo = QFile::encodeName(path() + "log.txt");
+        QVERIFY(::mkfifo(fifo.constData(), 0600) == 0);
+        const int reader = ::open(fifo.constData(), O_RDONLY | O_NONBLOCK);
+        QVERIFY(reader >= 0);
+        auto *log = new CLog("log.txt");
+        QVERIFY(log->startLogging(path(), CLog::LOG_LEVEL_WARNING, CLog::LOG_CHANNEL_FILE,
+            CLog::FILE_LOGGING_APPEND, false));
+        QCOMPARE(CLog::s_Logger.loadAcquire(), log);
+
+        const int filler = ::open(fifo.constData(), O_WRONLY | O_NONBLOCK);
+        QVERIFY(filler >= 0);
+        while (::write(filler, "-", 1) == 1) { }
+        ::close(filler);
+
+        std::atomic<bool> goneBeforeStopped {false};
+        std::thread drainer([&] {
+            const QDeadlineTimer limit(5000);
+            while (CLog::s_Logger.loadAcquire() && !limit.hasExpired())
+                QThread::msleep(1);
+            goneBeforeStopped = !CLog::s_Logger.loadAcquire();
+            ::fcntl(reader, F_SETFL, 0);
+            char buffer[4096];
+            while (::read(reader, buffer, sizeof buffer) > 0) { }
+        });
+        delete log;
+        drainer.join();
+        ::close(reader);
+        QVERIFY(goneBeforeStopped);
+    }
+
+    // A thread ended by force while it logs must not take the process or the log's
+    // mutex with it. Run in a child, whose exit status tells.
+    void threadEndedWhileLogging()
+    {
+        const BvTest::ChildResult result = BvTest::runChild("chatter", 60000);
+        QVERIFY2(result.status == QProcess::NormalExit && result.exitCode == 0,
+            qPrintable(QStringLiteral("exit code %1, %2")
+                           .arg(result.exitCode)
+                           .arg(QString::fromLocal8Bit(result.standardError.right(3000)))));
+        QCOMPARE(QString::fromLocal8Bit(result.standardOutput),
+            "ended 1, state 4, last line \"after the end\"\n");
+    }
+
     void changeLogLevel()
     {
         CLog log(QString {});
@@ -231,5 +368,54 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(tst_CLog)
+// Ends a thread that logs without a pause by force, then logs once more.
+static int chatterChild()
+{
+    QTemporaryDir dir;
+    const QString path = dir.path() + u'/';
+    CLog log("chatter.log");
+    if (!log.startLogging(path, CLog::LOG_LEVEL_WARNING, CLog::LOG_CHANNEL_FILE,
+            CLog::FILE_LOGGING_APPEND, false))
+        return 2;
+    bool ended = false;
+    int state = 0;
+    {
+        Chatter thread;
+        thread.startThread();
+        while (thread.lines < 100)
+            QThread::msleep(1);
+        thread.exitThread(0, 50, true);
+        ended = thread.QThread::wait(5000);
+        state = thread.getState();
+    }
+    qWarning("after the end");
+    log.stopLogging();
+    const QStringList shape = skeleton(contentOf(path + "chatter.log"));
+    std::printf("ended %d, state %d, last line \"%s\"\n", ended, state,
+        qPrintable(shape.value(shape.size() - 2)));
+    return 0;
+}
+
+// "restart": starts the log twice with a link to /dev/null as its file.
+// "chatter": see chatterChild().
+static int childMain(const QByteArray &mode)
+{
+    if (mode == "chatter")
+        return chatterChild();
+    QTemporaryDir dir;
+    const QString path = dir.path() + u'/';
+    if (!QFile::link(QStringLiteral("/dev/null"), path + "dev.log"))
+        return 2;
+    CLog log("dev.log");
+    for (int run = 0; run < 2; ++run) {
+        if (!log.startLogging(path, CLog::LOG_LEVEL_WARNING, CLog::LOG_CHANNEL_FILE,
+                CLog::FILE_LOGGING_APPEND, false))
+            return 3;
+        qWarning("run %d", run);
+    }
+    log.stopLogging();
+    return 0;
+}
+
+BV_TEST_MAIN_WITH_CHILD(tst_CLog, QCoreApplication)
 #include "tst_clog.moc"

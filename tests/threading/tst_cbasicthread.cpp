@@ -8,8 +8,13 @@
 #include <QSignalSpy>
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
 #include <functional>
+#include <mutex>
 #include <stdexcept>
+#include <thread>
 
 namespace {
 // Runs `body`, by default polling its state until asked to finish.
@@ -45,6 +50,11 @@ public:
         const QDeadlineTimer limit(30000);
         while (!self.stop && !limit.hasExpired())
             QThread::msleep(2);
+    }
+    // Spins on its flag alone: no call at all, so it never reaches a cancellation point.
+    static void spin(Runner &self)
+    {
+        while (!self.stop.load(std::memory_order_relaxed)) { }
     }
     std::atomic<bool> entered {false};
     std::atomic<bool> stop {false};
@@ -82,12 +92,32 @@ class tst_CBasicThread : public QObject
     Q_OBJECT
 
 private slots:
+    void lifeCycle_data()
+    {
+        QTest::addColumn<bool>("eventLoop");
+        QTest::addColumn<QStringList>("closings");
+
+        // clang-format off
+        QTest::newRow("runMethod") << false << QStringList {") registering ...",
+            ") aquire suspension ...", ") starting ...", ") starting up ...",
+            ") setting running flag ...", ") setting running flag ...",
+            " default runMethod called ...", ") setting finished flag ...", ") unregistering ..."};
+        QTest::newRow("event loop") << true << QStringList {") registering ...",
+            ") aquire suspension ...", ") starting ...", ") starting up ...",
+            ") setting running flag ...", ") setting running flag ...", "running ...",
+            ") setting finished flag ...", ") setting finished flag ...", ") unregistering ..."};
+        // clang-format on
+    }
+
     void lifeCycle()
     {
+        QFETCH(bool, eventLoop);
+        QFETCH(QStringList, closings);
+
         BvTest::MessageCapture capture;
         int number = 0;
         {
-            CBasicThread thread(false, nullptr, "Life");
+            CBasicThread thread(eventLoop, nullptr, "Life");
             number = thread.getThreadNumber();
             // Asked from the main thread, which is no CBasicThread: told so, and not held.
             thread.suspendThread(5000);
@@ -97,20 +127,22 @@ private slots:
             QVERIFY(clock.elapsed() < 2000);
             QCOMPARE(thread.getState(), int(CBasicThread::StateNotStarted));
             QVERIFY(thread.startThread());
+            if (eventLoop) {
+                QTRY_VERIFY(capture.contains("running ..."));
+                QVERIFY(thread.exitThread());
+            }
             QVERIFY(thread.wait(10000));
             QCOMPARE(thread.getState(), int(CBasicThread::StateFinished));
         }
+        // What follows the thread's number and name, up to the current thread.
         const QRegularExpression closing(
-            QStringLiteral("^Thread \\( %1 \"Life\" (\\) [^\\[]*\\.\\.\\.) \\[").arg(number));
-        QStringList closings;
+            QStringLiteral("^Thread \\( %1 \"Life\" (.*\\.\\.\\.) \\[").arg(number));
+        QStringList texts;
         for (const QString &text : logged(capture, QtDebugMsg))
-            closings << closing.match(text).captured(1);
-        QCOMPARE(closings,
-            (QStringList {") registering ...", ") aquire suspension ...", ") starting ...",
-                ") starting up ...", ") setting running flag ...", ") setting running flag ...",
-                ") default runMethod called ...", ") setting finished flag ...",
-                ") unregistering ..."}));
-        QCOMPARE(logged(capture, QtWarningMsg),
+            texts << closing.match(text).captured(1);
+        QCOMPARE(texts, closings);
+        QCOMPARE(logged(capture, QtWarningMsg), QStringList {});
+        QCOMPARE(logged(capture, QtCriticalMsg),
             QStringList {"CBasicThread::checkSuspended() called from a non suspendable Thread!"});
     }
 
@@ -146,14 +178,15 @@ private slots:
         const QString opening = QStringLiteral("Thread ( %1 \"%2\" ) ")
                                     .arg(thread.getThreadNumber())
                                     .arg(thread.getThreadName());
+        const QString notFinished
+            = opening + "thread not finished after 10 msecs , caller has to terminate thread !!!";
         QCOMPARE(logged(capture, QtCriticalMsg),
             QStringList {opening
                 + QStringLiteral("Attempt to start a starting up or already running thread ... "
                                  "[ QThread(0x%1) ]")
-                      .arg(quintptr(QThread::currentThread()), 0, 16)});
-        const QString warning
-            = opening + "thread not finished after 10 msecs , caller has to terminate thread !!!";
-        QCOMPARE(logged(capture, QtWarningMsg), stopped ? QStringList {} : QStringList {warning});
+                      .arg(quintptr(QThread::currentThread()), 0, 16)}
+                + (stopped ? QStringList {} : QStringList {notFinished}));
+        QCOMPARE(logged(capture, QtWarningMsg), QStringList {});
     }
 
     void suspension()
@@ -250,6 +283,36 @@ private slots:
         QCOMPARE(texts, expected);
     }
 
+    // A hard termination must end the thread and leave the process running: run in a
+    // child, which reports what it saw on its standard output.
+    void hardTermination_data()
+    {
+        QTest::addColumn<QString>("mode");
+        QTest::addColumn<QString>("report");
+
+        const QString report = "returned 1, in time 1, ended 1, state 4, exit code %1, terminated "
+                               "1, next thread 1\n";
+        // clang-format off
+        QTest::newRow("spinning, exitThread() with its defaults") << "spin exitThread" << report.arg(0);
+        QTest::newRow("spinning, terminateThread(code, false)") << "spin terminateThread" << report.arg(5);
+        QTest::newRow("spinning, killAllThreads(code, true)") << "spin killAllThreads" << report.arg(7);
+        QTest::newRow("suspended, terminateThread()") << "suspended terminateThread" << report.arg(-1);
+        // clang-format on
+    }
+
+    void hardTermination()
+    {
+        QFETCH(QString, mode);
+        QFETCH(QString, report);
+
+        const BvTest::ChildResult result = BvTest::runChild(mode, 60000);
+        QVERIFY2(result.status == QProcess::NormalExit && result.exitCode == 0,
+            qPrintable(QStringLiteral("exit code %1, %2")
+                           .arg(result.exitCode)
+                           .arg(QString::fromLocal8Bit(result.standardError.right(3000)))));
+        QCOMPARE(QString::fromLocal8Bit(result.standardOutput), report);
+    }
+
     void terminateHandler()
     {
         const BvTest::ChildResult result = BvTest::runChild("terminate");
@@ -265,8 +328,76 @@ private slots:
     }
 };
 
-static int childMain(const QByteArray &)
+// "<body> <call>": ends a spinning or a suspended thread with one of the calls that
+// terminate hard, then checks that the class still works.
+static int hardTerminationChild(const QByteArray &body, const QByteArray &call)
 {
+    Runner thread("Victim", body == "spin" ? &Runner::spin : &Runner::poll);
+    QAtomicInt terminated;
+    QObject::connect(&thread, &CBasicThread::threadTerminated, [&terminated] { terminated.ref(); });
+
+    // Without a hard termination that works the spinner would hold the child for good:
+    // release it after a while, so that the failure shows as what it is.
+    std::mutex mutex;
+    std::condition_variable released;
+    bool done = false;
+    std::thread watchdog([&] {
+        std::unique_lock<std::mutex> lock(mutex);
+        if (!released.wait_for(lock, std::chrono::seconds(8), [&] { return done; }))
+            thread.stop = true;
+    });
+
+    thread.startThread();
+    while (!thread.entered)
+        QThread::msleep(1);
+    if (body == "suspended") {
+        thread.suspendThread();
+        while (!thread.isSuspended())
+            QThread::msleep(1);
+    }
+
+    QElapsedTimer clock;
+    clock.start();
+    bool returned = true;
+    qint64 limit = 4000;
+    if (call == "exitThread") {
+        returned = thread.exitThread();
+    } else if (call == "terminateThread" && body == "spin") {
+        returned = thread.terminateThread(5, false);
+        limit = 1000; // "at once": not after the thread has ended
+    } else if (call == "terminateThread") {
+        returned = thread.terminateThread();
+    } else {
+        CBasicThread::killAllThreads(7, true);
+    }
+    const bool inTime = clock.elapsed() < limit;
+    const bool ended = thread.QThread::wait(5000);
+
+    // Nothing the victim held is left taken: its suspension, the registry, a new thread.
+    while (thread.getSuspensionRequests() > 0)
+        thread.resumeThread();
+    Runner next("Next");
+    const bool nextWorks = next.startThread() && next.exitThread(0, 5000)
+        && next.getState() == CBasicThread::StateFinished;
+
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        done = true;
+    }
+    released.notify_all();
+    watchdog.join();
+    std::printf("returned %d, in time %d, ended %d, state %d, exit code %d, terminated %d, "
+                "next thread %d\n",
+        returned, inTime, ended, thread.getState(), thread.getExitCode(), terminated.loadAcquire(),
+        nextWorks);
+    return 0;
+}
+
+static int childMain(const QByteArray &mode)
+{
+    const QList<QByteArray> words = mode.split(' ');
+    if (words.size() == 2)
+        return hardTerminationChild(words.at(0), words.at(1));
     Runner thread("Doomed", [](Runner &) { std::terminate(); });
     thread.startThread();
     thread.wait();

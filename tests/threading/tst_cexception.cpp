@@ -13,9 +13,17 @@ CException *make(const char *message, qint32 primary = -1, qint32 secondary = -1
         "load", "src/io.cpp", 12, message, CCallStack(), cause, primary, secondary, sub);
 }
 
-int recurse(int depth)
+// One real frame per level in every build: not inlined, and the store after the call
+// keeps the optimiser from turning the recursion into a loop or a tail call.
+volatile int g_Depth = 0;
+
+Q_NEVER_INLINE int recurse(int depth)
 {
-    return depth == 0 ? CCallStack().frameCount() : recurse(depth - 1) + 0 * depth;
+    if (depth == 0)
+        return CCallStack().frameCount();
+    const int frames = recurse(depth - 1);
+    g_Depth = depth;
+    return frames;
 }
 } // namespace
 

@@ -7,12 +7,45 @@
 #include <QDeadlineTimer>
 #include <QMutexLocker>
 
+#include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <exception>
-#include <limits>
+#include <mutex>
+
+#if defined(Q_OS_UNIX)
+#include <pthread.h>
+#include <setjmp.h>
+#include <signal.h>
+#define BV_HAVE_HARD_STOP 1
+#if defined(__linux__)
+#include <link.h>
+#include <ucontext.h>
+#endif
+#endif
 
 #undef BV_SOURCE_FILE
 #define BV_SOURCE_FILE "src/threading/threads/CBasicThread"
+
+// Implementation notes: hard termination
+//
+// QThread::terminate() is a deferred pthread_cancel. A thread reaches it only in a
+// cancellation point (a sleep, a wait, a write) and then unwinds its stack with an
+// exception no noexcept frame may see: a cancellation point inside a destructor - the
+// one of QDebug that writes a diagnostic line, for instance - ends the process.
+// Therefore:
+// - The thread runs with cancellation disabled except inside exec() / runMethod(), and
+//   this class and the log hold a CTerminationGuard wherever they lock or write. A
+//   request that arrives there waits; a thread whose runMethod() has returned drops it.
+// - A runMethod() that reaches no cancellation point (a busy loop) is interrupted by a
+//   signal of ours and jumps back into run(), which finishes as usual. No exception
+//   travels through its frames, so none of them can end the process; their destructors
+//   do not run, which is what ending such code by force costs. The jump is taken only
+//   where the thread may be cancelled at all and, for a while, only in the program's own
+//   code, not inside the C library or Qt, whose locks it would leave taken.
+// - Waits of this class (QThread::wait(), the suspension) run under the guard too: a
+//   cancellation inside a wait condition would leave its internal mutex taken. A
+//   suspended thread is woken by the hard termination instead.
 
 // With glibc, a hard termination (pthread_cancel) unwinds the thread's stack with an
 // exception of its own that every catch-all must let through, or the process aborts.
@@ -41,6 +74,134 @@ QString threadName(const char *name)
     return name ? QString::fromLocal8Bit(name) : QStringLiteral("CBasicThread");
 }
 
+// How long a deferred cancellation gets before a busy runMethod() is interrupted, how
+// often it is interrupted, after how long the interruption stops sparing library code,
+// and how long terminateThread(code, false) goes on interrupting before it returns.
+constexpr int cCancellationGraceMs = 10;
+constexpr int cPushIntervalMs = 2;
+constexpr int cForceAfterMs = 1000;
+constexpr int cAtOnceMs = 100;
+
+#ifdef BV_HAVE_HARD_STOP
+// The state before, so that it can be put back.
+int blockTermination()
+{
+    int previous = PTHREAD_CANCEL_ENABLE;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous);
+    return previous;
+}
+
+void allowTermination(int state)
+{
+    pthread_setcancelstate(state, nullptr);
+    // A request that came while the thread was getting ready takes effect here.
+    pthread_testcancel();
+}
+
+struct StopPoint
+{
+    sigjmp_buf buffer;
+    pthread_t thread;
+    // Jump even outside the program's own code.
+    std::atomic<int> forced;
+};
+
+thread_local StopPoint *tl_StopPoint = nullptr;
+
+int stopSignal()
+{
+#ifdef SIGRTMIN
+    return SIGRTMIN + 5;
+#else
+    return SIGUSR2;
+#endif
+}
+
+// The program's own machine code, where a jump leaves no lock of a library taken.
+// Written once, before the signal handler is installed.
+struct CodeRange
+{
+    quintptr begin;
+    quintptr end;
+};
+CodeRange g_OwnCode[16];
+int g_OwnCodeCount = 0;
+
+#if defined(__linux__)
+int collectOwnCode(struct dl_phdr_info *info, size_t, void *)
+{
+    // The program itself comes first.
+    for (int i = 0; i < info->dlpi_phnum && g_OwnCodeCount < 16; ++i) {
+        const ElfW(Phdr) &header = info->dlpi_phdr[i];
+        if (header.p_type == PT_LOAD && (header.p_flags & PF_X)) {
+            const quintptr begin = info->dlpi_addr + header.p_vaddr;
+            g_OwnCode[g_OwnCodeCount++] = {begin, begin + header.p_memsz};
+        }
+    }
+    return 1;
+}
+#endif
+
+bool inOwnCode(void *context)
+{
+#if defined(__linux__) && defined(__x86_64__)
+    const quintptr pc = quintptr(static_cast<ucontext_t *>(context)->uc_mcontext.gregs[REG_RIP]);
+#elif defined(__linux__) && defined(__aarch64__)
+    const quintptr pc = quintptr(static_cast<ucontext_t *>(context)->uc_mcontext.pc);
+#else
+    Q_UNUSED(context);
+    return true;
+#endif
+#if defined(__linux__) && (defined(__x86_64__) || defined(__aarch64__))
+    if (g_OwnCodeCount == 0)
+        return true;
+    for (int i = 0; i < g_OwnCodeCount; ++i)
+        if (pc >= g_OwnCode[i].begin && pc < g_OwnCode[i].end)
+            return true;
+    return false;
+#endif
+}
+
+void onStopSignal(int, siginfo_t *, void *context)
+{
+    StopPoint *const point = tl_StopPoint;
+    if (!point)
+        return;
+    const int savedErrno = errno;
+    // Disabled means "not here": a guard, or the thread's own setTerminationEnabled(false).
+    int state = PTHREAD_CANCEL_DISABLE;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
+    if (state == PTHREAD_CANCEL_ENABLE && (point->forced.load() || inOwnCode(context))) {
+        tl_StopPoint = nullptr;
+        // Cancellation stays disabled: the pending request dies with runMethod().
+        siglongjmp(point->buffer, 1);
+    }
+    pthread_setcancelstate(state, nullptr);
+    errno = savedErrno;
+}
+
+void installStopSignal()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+#if defined(__linux__)
+        dl_iterate_phdr(&collectOwnCode, nullptr);
+#endif
+        struct sigaction action = {};
+        action.sa_sigaction = &onStopSignal;
+        action.sa_flags = SA_SIGINFO | SA_RESTART;
+        sigemptyset(&action.sa_mask);
+        sigaction(stopSignal(), &action, nullptr);
+    });
+}
+#else
+int blockTermination()
+{
+    return 0;
+}
+void allowTermination(int) { }
+#endif
+
 QDeadlineTimer suspensionDeadline(quint32 milliseconds)
 {
     if (milliseconds == CBasicThread::cNoTimeout)
@@ -61,7 +222,10 @@ CBasicThread::CBasicThread(bool useEventLoop, QObject *parent, const char *name)
     , m_SuspensionRequests(0)
     , m_SuspensionTimeout(cNoTimeout)
     , m_SuspensionRelease(0)
+    , m_StopRequested(0)
+    , m_StopPoint(nullptr)
 {
+    const CTerminationGuard guard;
     initialize();
     BV_THREAD_LOG(QtDebugMsg) << ") registering ..." << BV_CURRENT;
     registerThread();
@@ -73,24 +237,40 @@ CBasicThread::CBasicThread(const std::string &name, bool useEventLoop, QObject *
 
 CBasicThread::~CBasicThread()
 {
+    const CTerminationGuard guard;
     BV_THREAD_LOG(QtDebugMsg) << ") unregistering ..." << BV_CURRENT;
     unregisterThread();
 }
 
+CBasicThread::CTerminationGuard::CTerminationGuard()
+    : m_Previous(blockTermination())
+{ }
+
+CBasicThread::CTerminationGuard::~CTerminationGuard()
+{
+#ifdef BV_HAVE_HARD_STOP
+    // Deferred cancellation: putting it back does not act on a pending request.
+    pthread_setcancelstate(m_Previous, nullptr);
+#endif
+}
+
 qint32 CBasicThread::getSuspensionRequests() const
 {
+    const CTerminationGuard guard;
     QMutexLocker lock(&m_SuspensionMutex);
     return m_SuspensionRequests;
 }
 
 void CBasicThread::registerThread()
 {
+    const CTerminationGuard guard;
     QMutexLocker lock(&s_ListMutex);
     s_Threads.append(this);
 }
 
 void CBasicThread::unregisterThread()
 {
+    const CTerminationGuard guard;
     QMutexLocker lock(&s_ListMutex);
     s_Threads.removeAll(this);
     if (s_CoreDeamon == this)
@@ -124,6 +304,7 @@ void CBasicThread::finalize()
 
 bool CBasicThread::startThread(QObject *impl, TThreadPriority priority)
 {
+    const CTerminationGuard guard;
     QMutexLocker lock(&m_StateMutex);
     const int state = getState();
     if (state == StateStartingUp || state == StateRunning) {
@@ -133,6 +314,7 @@ bool CBasicThread::startThread(QObject *impl, TThreadPriority priority)
         return false;
     }
     m_State.storeRelease(StateNotStarted);
+    m_StopRequested.storeRelease(0);
     BV_THREAD_LOG(QtDebugMsg) << ") starting ..." << BV_CURRENT;
     m_Impl = impl;
     m_ImplThread = impl ? impl->thread() : QThread::currentThread();
@@ -155,6 +337,8 @@ bool CBasicThread::startThread(QObject *impl, TThreadPriority priority)
 
 BV_NO_NULL_CHECK void CBasicThread::run()
 {
+    // From here on a hard termination takes effect only inside runInterruptibly().
+    const int terminationState = blockTermination();
     const char *const what = m_UseEventLoop ? "exec failed." : "runMethod failed.";
     {
         QMutexLocker lock(&m_StateMutex);
@@ -172,12 +356,9 @@ BV_NO_NULL_CHECK void CBasicThread::run()
     }
 
     try {
-        if (m_UseEventLoop) {
-            BV_THREAD_LOG(QtDebugMsg) << ") running ..." << BV_CURRENT;
-            m_ExitCode.storeRelease(exec());
-        } else {
-            runMethod();
-        }
+        if (m_UseEventLoop)
+            BV_THREAD_LOG(QtDebugMsg) << "running ..." << BV_CURRENT;
+        runInterruptibly(terminationState);
 #ifdef BV_HAVE_FORCED_UNWIND
     } catch (abi::__forced_unwind &) {
         throw;
@@ -200,6 +381,83 @@ BV_NO_NULL_CHECK void CBasicThread::run()
     moveImplBack();
 }
 
+void CBasicThread::runInterruptibly(int terminationState)
+{
+#ifdef BV_HAVE_HARD_STOP
+    StopPoint point;
+    point.thread = pthread_self();
+    point.forced.store(0);
+    if (sigsetjmp(point.buffer, 1) != 0) {
+        // Back from the signal handler, with cancellation disabled.
+        closeStopWindow();
+        return;
+    }
+    // An event loop is left alone: its frames hold Qt's own bookkeeping. It waits in a
+    // cancellation point, where the deferred request reaches it.
+    if (!m_UseEventLoop)
+        openStopWindow(&point);
+#endif
+    try {
+        allowTermination(terminationState);
+        if (m_UseEventLoop)
+            m_ExitCode.storeRelease(exec());
+        else
+            runMethod();
+    } catch (...) {
+        // The cancellation's own unwinding passes here too and goes on.
+        blockTermination();
+        closeStopWindow();
+        throw;
+    }
+    blockTermination();
+    closeStopWindow();
+}
+
+void CBasicThread::openStopWindow(void *point)
+{
+#ifdef BV_HAVE_HARD_STOP
+    QMutexLocker lock(&m_StopMutex);
+    m_StopPoint = point;
+    tl_StopPoint = static_cast<StopPoint *>(point);
+#else
+    Q_UNUSED(point);
+#endif
+}
+
+void CBasicThread::closeStopWindow()
+{
+#ifdef BV_HAVE_HARD_STOP
+    tl_StopPoint = nullptr;
+    QMutexLocker lock(&m_StopMutex);
+    m_StopPoint = nullptr;
+#endif
+}
+
+void CBasicThread::pushOutOfRunMethod(QDeadlineTimer deadline)
+{
+#ifdef BV_HAVE_HARD_STOP
+    installStopSignal();
+    const QDeadlineTimer sparing(cForceAfterMs);
+    forever
+    {
+        {
+            QMutexLocker lock(&m_StopMutex);
+            auto *const point = static_cast<StopPoint *>(m_StopPoint);
+            if (!point)
+                return;
+            if (sparing.hasExpired())
+                point->forced.store(1);
+            // The thread clears the point under this mutex before it ends: it is alive.
+            pthread_kill(point->thread, stopSignal());
+        }
+        if (QThread::wait(QDeadlineTimer(cPushIntervalMs)) || deadline.hasExpired())
+            return;
+    }
+#else
+    Q_UNUSED(deadline);
+#endif
+}
+
 void CBasicThread::moveImplBack()
 {
     if (!m_Impl)
@@ -215,11 +473,12 @@ void CBasicThread::moveImplBack()
 
 void CBasicThread::runMethod()
 {
-    BV_THREAD_LOG(QtDebugMsg) << ") default runMethod called ..." << BV_CURRENT;
+    BV_THREAD_LOG(QtDebugMsg) << " default runMethod called ..." << BV_CURRENT;
 }
 
 bool CBasicThread::exitThread(int exitCode, unsigned long waitTime, bool kill)
 {
+    const CTerminationGuard guard;
     QMutexLocker lock(&m_StateMutex);
     m_ExitCode.storeRelease(exitCode);
     // The state first: the thread may look at it the moment its event loop returns.
@@ -235,11 +494,11 @@ bool CBasicThread::exitThread(int exitCode, unsigned long waitTime, bool kill)
         return true;
     lock.relock();
     if (!kill) {
-        BV_THREAD_LOG(QtWarningMsg) << ")"
-                                    << qUtf8Printable(QStringLiteral("thread not finished after "
-                                                                     "%1 msecs , caller has to "
-                                                                     "terminate thread !!!")
-                                                          .arg(waitTime));
+        BV_THREAD_LOG(QtCriticalMsg) << ")"
+                                     << qUtf8Printable(QStringLiteral("thread not finished after "
+                                                                      "%1 msecs , caller has to "
+                                                                      "terminate thread !!!")
+                                                           .arg(waitTime));
         m_State.storeRelease(StateRunning);
         return false;
     }
@@ -251,11 +510,12 @@ bool CBasicThread::exitThread(int exitCode, unsigned long waitTime, bool kill)
 
 bool CBasicThread::terminateThread(int exitCode, bool wait)
 {
+    const CTerminationGuard guard;
     QMutexLocker lock(&m_StateMutex);
     m_ExitCode.storeRelease(exitCode);
     if (!wait) {
         lock.unlock();
-        terminateHard();
+        terminateHard(false);
         return true;
     }
     exit(exitCode);
@@ -267,20 +527,34 @@ bool CBasicThread::terminateThread(int exitCode, bool wait)
     return true;
 }
 
-void CBasicThread::terminateHard()
+void CBasicThread::terminateHard(bool waitForEnd)
 {
+    const CTerminationGuard guard;
     if (isCurrentThread()) {
         BV_THREAD_LOG(QtCriticalMsg) << ") cannot terminate itself ..." << BV_CURRENT;
         return;
     }
+    // A suspended thread waits under a guard: wake it, it does not suspend again.
+    m_StopRequested.storeRelease(1);
+    {
+        QMutexLocker lock(&m_SuspensionMutex);
+        m_SuspensionCondition.wakeAll();
+    }
+    // A thread in a cancellation point ends there, its stack unwound ...
     terminate();
-    QThread::wait();
+    // ... one busy in runMethod() never reaches one.
+    if (!QThread::wait(QDeadlineTimer(cCancellationGraceMs)))
+        pushOutOfRunMethod(
+            waitForEnd ? QDeadlineTimer(QDeadlineTimer::Forever) : QDeadlineTimer(cAtOnceMs));
+    if (waitForEnd)
+        QThread::wait();
     emit threadTerminated();
     onTermination();
 }
 
 void CBasicThread::suspendThread(unsigned long milliseconds)
 {
+    const CTerminationGuard guard;
     BV_THREAD_LOG(QtDebugMsg) << ") aquire suspension ..." << BV_CURRENT;
     QMutexLocker lock(&m_SuspensionMutex);
     ++m_SuspensionRequests;
@@ -289,9 +563,10 @@ void CBasicThread::suspendThread(unsigned long milliseconds)
 
 void CBasicThread::checkSuspended()
 {
+    const CTerminationGuard guard;
     CBasicThread *self = getCurrentThread();
     if (!self) {
-        BV_LOG(QtWarningMsg)
+        BV_LOG(QtCriticalMsg)
             << "CBasicThread::checkSuspended() called from a non suspendable Thread!";
         return;
     }
@@ -301,7 +576,8 @@ void CBasicThread::checkSuspended()
         return;
     }
     QMutexLocker lock(&m_SuspensionMutex);
-    if (m_SuspensionRequests <= 0)
+    // A thread being ended by force does not stop on its way out.
+    if (m_SuspensionRequests <= 0 || m_StopRequested.loadAcquire())
         return;
     BV_THREAD_LOG(QtDebugMsg) << ") suspending ..." << BV_CURRENT;
     emit threadSuspended();
@@ -311,7 +587,7 @@ void CBasicThread::checkSuspended()
     // Woken by the release, not by the count: a new request may come in before this
     // thread gets the mutex back, and it starts a suspension of its own.
     const quint32 release = m_SuspensionRelease;
-    while (m_SuspensionRelease == release) {
+    while (m_SuspensionRelease == release && !m_StopRequested.loadAcquire()) {
         if (!m_SuspensionCondition.wait(&m_SuspensionMutex, deadline)) {
             // Running out of time ends the suspension with every request it held.
             m_SuspensionRequests = 0;
@@ -324,6 +600,7 @@ void CBasicThread::checkSuspended()
 
 void CBasicThread::resumeThread(TThreadPriority priority)
 {
+    const CTerminationGuard guard;
     QMutexLocker lock(&m_SuspensionMutex);
     // QThread refuses InheritPriority and threads that do not run.
     if (priority != QThread::InheritPriority && QThread::isRunning())
@@ -341,12 +618,14 @@ void CBasicThread::resumeThread(TThreadPriority priority)
 
 void CBasicThread::onStart()
 {
+    const CTerminationGuard guard;
     BV_THREAD_LOG(QtDebugMsg) << ") setting running flag ..." << BV_CURRENT;
     m_State.storeRelease(StateRunning);
 }
 
 void CBasicThread::onFinish()
 {
+    const CTerminationGuard guard;
     BV_THREAD_LOG(QtDebugMsg) << ") setting finished flag ..." << BV_CURRENT;
     // A thread stopped before it ran, or by force, stays terminated.
     m_State.testAndSetOrdered(StateRunning, StateFinished);
@@ -356,6 +635,7 @@ void CBasicThread::onFinish()
 
 void CBasicThread::onTermination()
 {
+    const CTerminationGuard guard;
     BV_THREAD_LOG(QtDebugMsg) << ") setting terminated flag ..." << BV_CURRENT;
     m_State.storeRelease(StateTerminated);
 }
@@ -397,6 +677,7 @@ bool CBasicThread::isCurrentThread() const
 
 void CBasicThread::waitForAllThreads()
 {
+    const CTerminationGuard guard;
     QMutexLocker lock(&s_ListMutex);
     for (CBasicThread *thread : std::as_const(s_Threads)) {
         if (thread != s_CoreDeamon && !thread->isCurrentThread())
@@ -406,6 +687,7 @@ void CBasicThread::waitForAllThreads()
 
 void CBasicThread::killAllThreads(int exitCode, bool wait)
 {
+    const CTerminationGuard guard;
     QMutexLocker lock(&s_ListMutex);
     QList<CBasicThread *> victims;
     for (CBasicThread *thread : std::as_const(s_Threads)) {

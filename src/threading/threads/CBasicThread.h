@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QAtomicInt>
+#include <QDeadlineTimer>
 #include <QList>
 #include <QMutex>
 #include <QString>
@@ -19,6 +20,11 @@
 //
 // An optional worker object (the "impl") is moved into the thread for its life and
 // moved back to its home thread when run() ends.
+//
+// A hard termination (exitThread() with kill, terminateThread(), killAllThreads()) ends
+// a thread waiting in a system call where it waits; a runMethod() busy in a loop of
+// its own is cut short and run() finishes from there. Either way the caller goes on,
+// and no lock of this class or of the log is left taken.
 class CBasicThread : public QThread
 {
     Q_OBJECT
@@ -39,6 +45,20 @@ public:
     // A suspension time-out of this value never runs out.
     static constexpr quint32 cNoTimeout = 0xFFFFFFFFu;
 
+    // While one lives, the calling thread is not ended by a hard termination; one that
+    // comes meanwhile takes effect later. Held wherever a lock is taken or a line is
+    // written on the way to code that must not be abandoned halfway.
+    class CTerminationGuard
+    {
+    public:
+        CTerminationGuard();
+        ~CTerminationGuard();
+        Q_DISABLE_COPY_MOVE(CTerminationGuard)
+
+    private:
+        int m_Previous;
+    };
+
     // Note: a string literal as the first argument selects this constructor (a pointer
     // converts to bool); pass a std::string to name a thread with the other one.
     explicit CBasicThread(
@@ -49,7 +69,6 @@ public:
 
     qint32 getThreadNumber() const { return m_ThreadNumber; }
     QString getThreadName() const { return m_Name; }
-    bool usesEventLoop() const { return m_UseEventLoop; }
     qint32 getExitCode() const { return m_ExitCode.loadAcquire(); }
     qint32 getState() const { return m_State.loadAcquire(); }
     qint32 getSuspensionRequests() const;
@@ -119,8 +138,16 @@ private:
     void registerThread();
     void unregisterThread();
     void moveImplBack();
-    // terminate() + wait(); QThread reports no termination itself, so raise it here.
-    void terminateHard();
+    // Ends the thread by force; with waitForEnd, returns once it has ended. QThread
+    // reports no termination itself, so threadTerminated() is raised here.
+    void terminateHard(bool waitForEnd = true);
+    // exec() or runMethod(), the only stretch where a hard termination may strike.
+    void runInterruptibly(int terminationState);
+    void openStopWindow(void *point);
+    void closeStopWindow();
+    // Interrupts a runMethod() that reaches no cancellation point until it has left it,
+    // the thread has ended or the deadline has passed.
+    void pushOutOfRunMethod(QDeadlineTimer deadline);
 
     static QAtomicInt s_Count;
     static QList<CBasicThread *> s_Threads;
@@ -139,4 +166,9 @@ private:
     qint32 m_SuspensionRequests;
     quint32 m_SuspensionTimeout;
     quint32 m_SuspensionRelease;
+    // Set by a hard termination: a suspended thread wakes up for it.
+    QAtomicInt m_StopRequested;
+    // Where runMethod() may be cut short; null outside it.
+    QMutex m_StopMutex;
+    void *m_StopPoint;
 };
