@@ -15,6 +15,10 @@
 #include <QTemporaryDir>
 
 #include <csignal>
+#include <cstddef>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 namespace {
@@ -69,6 +73,45 @@ QByteArray sh(const QString &root, const QString &script, const QStringList &arg
         return QByteArray();
     return "failed:\n" + shell.readAllStandardError();
 }
+
+// A lock for the whole machine that needs no file: a name in the abstract socket
+// namespace, taken by binding it and given back when the socket is closed (also when the
+// process dies). ctest's resource locks reach only the tests of one ctest run.
+class MachineLock
+{
+public:
+    MachineLock() = default;
+    MachineLock(const MachineLock &) = delete;
+    MachineLock &operator=(const MachineLock &) = delete;
+    ~MachineLock()
+    {
+        if (m_Fd >= 0)
+            ::close(m_Fd);
+    }
+    bool tryLock()
+    {
+        if (m_Fd >= 0)
+            return true;
+        const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        if (fd < 0)
+            return false;
+        sockaddr_un address {};
+        address.sun_family = AF_UNIX;
+        static const char name[] = "\0brisvane-uninstaller-e2e-product";
+        std::memcpy(address.sun_path, name, sizeof name - 1);
+        if (::bind(fd, reinterpret_cast<const sockaddr *>(&address),
+                socklen_t(offsetof(sockaddr_un, sun_path) + sizeof name - 1))
+            != 0) {
+            ::close(fd);
+            return false;
+        }
+        m_Fd = fd;
+        return true;
+    }
+
+private:
+    int m_Fd = -1;
+};
 
 // Whether the program's support log holds `fragment` yet.
 bool logShows(const QString &log, const QString &fragment)
@@ -194,6 +237,9 @@ void tst_UninstallE2e::run()
     }
 
     // The uninstaller stops the first process called Brisvane it finds: it must be ours.
+    // Runs of this test in other build trees on the machine wait for each other's rows.
+    MachineLock productLock;
+    QTRY_VERIFY2_WITH_TIMEOUT(productLock.tryLock(), "another run holds the product", 180000);
     QTRY_VERIFY2_WITH_TIMEOUT(QProcess::execute("pgrep", {"-x", "Brisvane"}) == 1,
         "another process called Brisvane is running; the uninstaller would stop it", 60000);
     // A shell starts the product and waits for it, so that it is reaped as soon as it
