@@ -1,5 +1,6 @@
 #include "CMainWindow.h"
 #include "CUninstallActions.h"
+#include "startup.h"
 
 #include "system/linux/CPolkitEnvironment.h"
 #include "threading/exceptions/CException.h"
@@ -58,11 +59,14 @@ private slots:
     void keyboard();
     void longPath();
     void success();
+    void translatedStartPage_data();
+    void translatedStartPage();
     void resources_data();
     void resources();
 
 public:
     static int successChild();
+    static int startPageChild();
 };
 
 namespace {
@@ -502,11 +506,70 @@ int tst_CMainWindow::successChild()
     return 0;
 }
 
+// The start page as the program shows it in the language of the environment: catalogues
+// and style sheet found beside the executable by the program's own start-up code, the
+// window constructed and shown, the event loop let run. Loading the catalogues posts a
+// language-change event that the button box answers by relabelling its standard buttons
+// when it finally arrives, after the window has set its texts: the page is read after it.
+void tst_CMainWindow::translatedStartPage_data()
+{
+    QTest::addColumn<QString>("locale");
+    QTest::addColumn<QString>("expected"); // title|Ok|Cancel|warning
+
+    // Cancel is the toolkit's own text, from its catalogue merged into ours.
+    // clang-format off
+    QTest::newRow("German") << "de_DE.UTF-8" << "Brisvane-Deinstallation|Deinstallieren|Abbrechen|"
+        "Brisvane wird mitsamt allen Spaces und Benutzereinstellungen deinstalliert.";
+    QTest::newRow("Japanese") << "ja_JP.UTF-8" << "Brisvane アンインストーラ|"
+        "アンインストール|キャンセル|"
+        "Brisvane を、すべての Spaces とユーザー設定を含めて"
+        "アンインストールします。";
+    // clang-format on
+}
+
+void tst_CMainWindow::translatedStartPage()
+{
+    QFETCH(QString, locale);
+    QFETCH(QString, expected);
+
+    QTemporaryDir sandbox(QDir::homePath() + QStringLiteral("/../run-XXXXXX"));
+    QVERIFY2(sandbox.isValid(), qPrintable(sandbox.errorString()));
+    QProcess child;
+    child.start(QStringLiteral("/bin/sh"),
+        {"-ec",
+            "cd \"$0\"; contents=\"$(pwd -P)/Applications/Brisvane/Brisvane.app/Contents\";"
+            " mkdir -p \"$contents/MacOS\"; ln \"$1\" \"$contents/MacOS/tst\";"
+            " cp -al \"$2/../Translations\" \"$2/../Resources\" \"$contents/\";"
+            " LANG=\"$3\" LC_ALL=\"$3\" BV_TEST_CHILD=startPage \"$contents/MacOS/tst\"",
+            sandbox.path(), QCoreApplication::applicationFilePath(), BV_STAGE_TRANSLATIONS_DIR,
+            locale});
+    QVERIFY(child.waitForFinished(30000));
+    QVERIFY2(child.exitCode() == 0, child.readAllStandardError().constData());
+    QCOMPARE(QString::fromUtf8(child.readAllStandardOutput()), expected);
+}
+
+int tst_CMainWindow::startPageChild()
+{
+    QTranslator translator;
+    if (!loadTranslations(&translator) || !loadStylesheet())
+        return 1;
+    CMainWindow window;
+    window.show();
+    QTest::qWait(300);
+
+    const Window ui(window);
+    QPushButton *cancel = ui.box->button(QDialogButtonBox::Cancel);
+    QTextStream(stdout) << window.windowTitle() << '|' << ui.ok()->text() << '|'
+                        << (cancel ? cancel->text() : QString()) << '|' << ui.keysText->text();
+    return 0;
+}
+
 int main(int argc, char *argv[])
 {
     QApplication app(argc, argv);
-    if (BvTest::childMode())
-        return tst_CMainWindow::successChild();
+    if (const char *mode = BvTest::childMode())
+        return qstrcmp(mode, "startPage") == 0 ? tst_CMainWindow::startPageChild()
+                                               : tst_CMainWindow::successChild();
     tst_CMainWindow tc;
     QTEST_SET_MAIN_SOURCE_PATH
     return QTest::qExec(&tc, argc, argv);
