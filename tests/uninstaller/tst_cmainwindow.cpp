@@ -258,6 +258,7 @@ void tst_CMainWindow::failedStep()
                 QStringLiteral("^\\[ \\d+ : Uninstall \\] \\[ CMainWindow : \\d+ : (\\w+) \\] ")),
             QStringLiteral("\\1: "));
         QCOMPARE(lines.mid(0, criticals.size()), criticals);
+        QCOMPARE(lines.removeDuplicates(), 0); // each thing is said once
     }
     QCOMPARE(ui.stack->currentIndex(), int(CMainWindow::PageError));
     QVERIFY(ui.stack->isVisibleTo(&window));

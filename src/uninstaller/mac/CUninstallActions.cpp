@@ -197,9 +197,12 @@ QString CUninstallActions::installationDirectory()
     return bundlePath;
 }
 
-bool CUninstallActions::removeAppBundle(CAuthorization &authorization, QString *output)
+bool CUninstallActions::removeAppBundle(
+    CAuthorization &authorization, QString *output, QString *installation)
 {
     QString installDir = installationDirectory();
+    if (installation)
+        *installation = installDir;
     if (installDir.isEmpty()) {
         // Only a bundle of the wrong name gets here; the path itself is never empty.
         return false;

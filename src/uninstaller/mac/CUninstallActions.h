@@ -54,8 +54,10 @@ public:
     // when the program does not run from inside Brisvane.app.
     static QString installationDirectory();
     // Runs the removal script for the installation with the rights held by
-    // `authorization` (asked for now when it holds none). `output` gets what it printed.
-    static bool removeAppBundle(CAuthorization &authorization, QString *output = nullptr);
+    // `authorization` (asked for now when it holds none). `output` gets what it printed,
+    // `installation` the folder it was given.
+    static bool removeAppBundle(
+        CAuthorization &authorization, QString *output = nullptr, QString *installation = nullptr);
 
     static QString getResourceAsText(const QString &resourcePath);
     static bool executeAppleScript(const QString &script);

@@ -204,8 +204,7 @@ bool CUninstallRun::removeInstallation(CAuthorization *authorization)
         record(step);
         return step.path.isEmpty() ? fail(StepRemoveInstallation, QString()) : true;
     }
-    step.path = CUninstallActions::installationDirectory();
-    const bool done = CUninstallActions::removeAppBundle(*authorization, &step.detail);
+    const bool done = CUninstallActions::removeAppBundle(*authorization, &step.detail, &step.path);
     step.result = done ? ResultDone : ResultFailed;
     record(step);
     return done || fail(StepRemoveInstallation, QString());
