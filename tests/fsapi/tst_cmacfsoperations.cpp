@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 using namespace FsTest;
 
@@ -79,6 +81,8 @@ private slots:
     void injectedFailures_data();
     void injectedFailures();
     void undeletableEntryStopsTheWalk();
+    void uncopyableEntries_data();
+    void uncopyableEntries();
 
 private:
     void run(const char *source);
@@ -147,6 +151,16 @@ void tst_CMacFSOperations::operations_data()
     addRow("null stamp keeps the time",         OP(f.setTimeStamps(r + "file", kNone, kNone, t, false)), "true");
     addRow("move onto existing",                OP(f.moveFile(r + "file", r + "long", false, false)), "FileExists: Destination already exists: %Rlong");
     addRow("rename file across folders",        OP(f.renameFile(r + "file", r + "dir/file", false)), "FileSystemException: Paths not equal / Invalid parameter");
+    // "link/" still names the link: the kernel would resolve it to the folder it points to.
+    addRow("link/: delete tree",                OP(f.deleteDirectory(r + "dirlink/", true)), notDir.arg("dirlink/"));
+    addRow("link/: clean",                      OP(f.cleanDirectory(r + "dirlink/", true)), notDir.arg("dirlink/"));
+    addRow("link//: directoryExists",           OP(f.directoryExists(r + "dirlink//")), notDir.arg("dirlink//"));
+    addRow("link/: fileExists",                 OP(f.fileExists(r + "dirlink/")), "true");
+    addRow("link/: isSymbolicLink",             OP(f.isSymbolicLink(r + "dirlink/")), "true");
+    addRow("link/: getFSID of the link",        Call([](IFSOperations &f, const QString &r) { unsigned long long a = 0, b = 1; return f.getFSID(r + "dirlink/", a) && f.getFSID(r + "dirlink", b) && a == b; }), "true");
+    addRow("link/: deleteFile removes the link", OP(f.deleteFile(r + "dirlink/", false)), "true", {"dirlink"});
+    addRow("link/: copy folder",                OP(f.copyDirectory(r + "dirlink/", r + "copy")), notDir.arg("dirlink/"));
+    addRow("folder/: delete tree",              OP(f.deleteDirectory(r + "tree/", true)), "true", {"tree"});
     // clang-format on
 }
 
@@ -224,6 +238,8 @@ void tst_CMacFSOperations::safeOperations_data()
     addRow("setTimeStamps",               OP(f.safeSetTimeStamps(r + "file", r + "safe", t, t, t, false)), "true", {"file"}, {"file file 644 \"data\" @1000000000"});
     addRow("setTimeStamps: throws",       OP(f.safeSetTimeStamps(r + "file", r + "safe", t, t, t, false)), injected, {}, {}, {"safeSetTimeStamps|could not set TimeStamp \"%Rsafe\""}, {"setTimeStamps#1!"});
     addRow("setTimeStamps: rollback fails", OP(f.safeSetTimeStamps(r + "file", r + "safe", t, t, t, false)), "false", {"file"}, {"safe file 644 \"data\" @1000000000"}, rollback("safeSetTimeStamps", "\"%Rsafe\" \"%Rfile\""), {"moveFile#2"});
+    addRow("deleteDirectory: link/",     OP(f.safeDeleteDirectory(r + "dirlink/", r + "safe", true)), "FileSystemException: %Rdirlink/ is not a directory / Specified path is not a directory");
+    addRow("cleanDirectory: link/",       OP(f.safeCleanDirectory(r + "dirlink/", r + "safe", true)), "FileSystemException: %Rdirlink/ is not a directory / Specified path is not a directory");
     addRow("setTimeStamps: cannot park",  OP(f.safeSetTimeStamps(r + "file", r + "no/safe", t, t, t, false)), "true", {"file"}, {"file file 644 \"data\" @1000000000"}, {"safeSetTimeStamps|could not rename file/dir to safename before setting timestamps -> now set timestamps to original file/dir"});
     // clang-format on
 }
@@ -236,18 +252,20 @@ void tst_CMacFSOperations::safeOperations_data()
 namespace {
 // call: "<operation>|<path>[|<path>]", run in a child with the fault injector and the
 // variables in faults ("VARIABLE=value;..."). Answers the outcome, then the child's lines.
-QStringList runInjected(const QString &call, const QString &faults)
+QStringList runInjected(const QString &call, const QString &faults, int timeoutMs = 30000)
 {
     const QStringList variables = QStringList {"LD_PRELOAD=" BV_FAULT_PRELOAD}
         + faults.split(QLatin1Char(';'), Qt::SkipEmptyParts);
     for (const QString &variable : variables)
         qputenv(qPrintable(variable.section('=', 0, 0)), variable.section('=', 1).toUtf8());
-    const BvTest::ChildResult child = BvTest::runChild(call);
+    const BvTest::ChildResult child = BvTest::runChild(call, timeoutMs);
     for (const QString &variable : variables)
         qunsetenv(qPrintable(variable.section('=', 0, 0)));
     QStringList lines = QString::fromUtf8(child.standardError).split('\n', Qt::SkipEmptyParts);
     if (!lines.isEmpty() && lines.last().startsWith(QLatin1String("RESULT ")))
         lines.prepend(lines.takeLast().mid(7));
+    else
+        lines.prepend(QStringLiteral("no answer: the child hung or died"));
     return lines;
 }
 } // namespace
@@ -326,6 +344,72 @@ void tst_CMacFSOperations::undeletableEntryStopsTheWalk()
             .arg(m_Root + "locked/LOCKED"));
     // The walk ends at the undeletable entry: what came before it is gone, the rest stays.
     QCOMPARE(listing(), order.mid(order.indexOf("LOCKED")));
+}
+
+// Entries whose reading would block, never end or write outside the copy. Each runs in a
+// child that is killed after a few seconds, so a copy that hangs fails instead of hanging.
+void tst_CMacFSOperations::uncopyableEntries_data()
+{
+    QTest::addColumn<QStringList>("tree"); // made in the sandbox before the call
+    QTest::addColumn<QStringList>("specials"); // "fifo:<path>" or "socket:<path>"
+    QTest::addColumn<QString>("call"); // as for injectedFailures, no faults
+    QTest::addColumn<QStringList>("result"); // the outcome, then lines it must give
+    QTest::addColumn<QStringList>("added"); // all that may appear in the sandbox
+    using L = QStringList;
+    const L tree {"src/", "src/a=x", "src/sub/", "src/sub/z=z"};
+    const L copied {
+        "copy dir 700", "copy/a file 644 \"x\"", "copy/sub dir 700", "copy/sub/z file 644 \"z\""};
+    const QString notAFile
+        = QStringLiteral("copyDirContents|Not a regular file, not copied: \"%R%1\"");
+    const QString itself
+        = QStringLiteral("copyDirectory|Cannot copy a folder into itself: \"%Rsrc\" \"%R%1\"");
+    // clang-format off
+    QTest::newRow("FIFO")                 << tree << L {"fifo:src/sub/pipe"} << "copyDirectory|src|copy" << L {"false", notAFile.arg("src/sub/pipe")} << copied;
+    QTest::newRow("socket")               << tree << L {"socket:src/sock"} << "copyDirectory|src|copy" << L {"false", notAFile.arg("src/sock")} << copied;
+    QTest::newRow("link to a FIFO")       << tree + L {"src/to-pipe->../pipe"} << L {"fifo:pipe"} << "copyDirectory|src|copy" << L {"false", notAFile.arg("src/to-pipe")} << copied;
+    QTest::newRow("link to a device")     << tree + L {"src/null->/dev/null"} << L {} << "copyDirectory|src|copy" << L {"false", notAFile.arg("src/null")} << copied;
+    QTest::newRow("dangling link")        << tree + L {"src/sub/gone->../../made-by-copy"} << L {} << "copyDirectory|src|copy" << L {"false", "copyDirContents|Link to nothing, not copied: \"%Rsrc/sub/gone\""} << copied;
+    QTest::newRow("copyFile of a FIFO")   << tree << L {"fifo:pipe"} << "copyFile|pipe|out" << L {QStringLiteral("FileSystemException: createDirectory failed. Errno: %1").arg(EINVAL)} << L {};
+    QTest::newRow("into own subtree")     << tree << L {} << "copyDirectory|src|src/sub/copy" << L {"false", itself.arg("src/sub/copy")} << L {};
+    QTest::newRow("into own subtree, through a link") << tree + L {"into->src/sub"} << L {} << "copyDirectory|src|into/copy" << L {"false", itself.arg("into/copy")} << L {};
+    QTest::newRow("into a sibling with the same prefix") << tree + L {"src2/"} << L {} << "copyDirectory|src|src2/copy" << L {"true"} << L {"src2/copy dir 700", "src2/copy/a file 644 \"x\"", "src2/copy/sub dir 700", "src2/copy/sub/z file 644 \"z\""};
+    // clang-format on
+}
+
+void tst_CMacFSOperations::uncopyableEntries()
+{
+    QFETCH(QStringList, tree);
+    QFETCH(QStringList, specials);
+    QFETCH(QString, call);
+    QFETCH(QStringList, result);
+    QFETCH(QStringList, added);
+    QVERIFY(make(m_Root, tree));
+    const QStringList before = snapshot(m_Root);
+    for (const QString &special : specials) {
+        const QByteArray path = bytes(m_Root + special.section(':', 1));
+        if (special.startsWith(QLatin1String("fifo:"))) {
+            QVERIFY(::mkfifo(path.constData(), 0644) == 0);
+        } else {
+            sockaddr_un address {};
+            address.sun_family = AF_UNIX;
+            QVERIFY(size_t(path.size()) < sizeof address.sun_path);
+            qstrcpy(address.sun_path, path.constData());
+            const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+            QVERIFY(fd >= 0);
+            QVERIFY(::bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0);
+            ::close(fd);
+        }
+    }
+
+    const QStringList lines = runInjected(call.replace("|", "|" + m_Root), QString(), 10000);
+    const QStringList got = logged(lines, kSource);
+    QCOMPARE(got.first(), fill(result, m_Root).first());
+    for (const QString &line : fill(result, m_Root).mid(1))
+        QVERIFY2(got.contains(line), qPrintable(line + " not in\n" + got.join('\n')));
+    // The specials go before the snapshot, which would read them as files.
+    for (const QString &special : specials)
+        QVERIFY(::unlink(bytes(m_Root + special.section(':', 1)).constData()) == 0);
+    QCOMPARE(snapshot(m_Root), changed(before, {}, added));
 }
 
 BV_TEST_MAIN_WITH_CHILD(tst_CMacFSOperations, QCoreApplication)

@@ -74,6 +74,9 @@ protected:
     int fdcopy(int in, int out);
 
 private:
+    // The walk itself; complete turns false for a source entry left out on purpose. Of the
+    // same name, so that its lines and exceptions name the operation.
+    bool copyDirContents(const QString &src, const QString &dst, bool &complete);
     enum class Stamping { Done, RolledBack, RollbackFailed };
     Stamping stampNewDirectory(const QString &path, const QDateTime &created,
         const QDateTime &modified, const QDateTime &accessed);
