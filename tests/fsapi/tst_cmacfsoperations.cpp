@@ -131,6 +131,13 @@ void tst_CMacFSOperations::operations_data()
     addRow("directoryExists: empty path",       OP(f.directoryExists("")), "false", {}, {}, {"directoryExists|Empty path ..."});
     addRow("isSymbolicLink: dangling",          OP(f.isSymbolicLink(r + "dangling")), "true");
     addRow("getFSID: of the link itself",       Call([](IFSOperations &f, const QString &r) { unsigned long long a = 0, b = 0; return f.getFSID(r + "dirlink", a) && f.getFSID(r + "dir", b) && a != b; }), "true");
+    // deleteFile tries the removal first and tells why only when it fails.
+    addRow("deleteFile: file",                  OP(f.deleteFile(r + "file", false)), "true", {"file"});
+    addRow("deleteFile: missing",               OP(f.deleteFile(r + "missing", false)), "DoesNotExist: File not found: %Rmissing / Specified file doesn't exist");
+    addRow("deleteFile: folder",                OP(f.deleteFile(r + "empty", false)), "FileSystemException: %Rempty is a directory / Specified path is not a file");
+    addRow("deleteFile: link to a folder",      OP(f.deleteFile(r + "dirlink", false)), "true", {"dirlink"});
+    addRow("deleteFile: dangling link",         OP(f.deleteFile(r + "dangling", false)), "true", {"dangling"});
+    addRow("deleteFile: empty path",            OP(f.deleteFile("", false)), invalid);
     addRow("delete tree, links not followed",   OP(f.deleteDirectory(r + "tree", true)), "true", {"tree"});
     addRow("delete full folder, not forced",    OP(f.deleteDirectory(r + "dir", false)), "false");
     addRow("delete folder, odd names",          OP(f.deleteDirectory(r + kOdd, true)), "true", {kOdd});
