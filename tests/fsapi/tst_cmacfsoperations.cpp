@@ -96,11 +96,11 @@ void tst_CMacFSOperations::init()
     QVERIFY2(m_Dir->isValid(), qPrintable(m_Dir->errorString()));
     m_Root = m_Dir->path() + QLatin1Char('/');
     QVERIFY(make(m_Root,
-        {"file=data", "long=0123LONGER", "dir/", "dir/inside=in", "dir/script=#!", "dir/sub/",
-            "dir/sub/secret=k", "dir/link->../file", "empty/", "canary/", "canary/keep=precious",
-            "tree/", "tree/top=y", "tree/to-keep->../canary/keep", "tree/a/", "tree/a/b/",
-            "tree/a/b/deep=x", "tree/a/to-canary->../../canary", "dirlink->dir",
-            "dangling->nowhere", kOdd + "/", kOdd + "/" + kLatin + "=latin"}));
+        {"file=data", "FILE=upper", "long=0123LONGER", "dir/", "dir/inside=in", "dir/script=#!",
+            "dir/sub/", "dir/sub/secret=k", "dir/link->../file", "empty/", "canary/",
+            "canary/keep=precious", "tree/", "tree/top=y", "tree/to-keep->../canary/keep",
+            "tree/a/", "tree/a/b/", "tree/a/b/deep=x", "tree/a/to-canary->../../canary",
+            "dirlink->dir", "dangling->nowhere", kOdd + "/", kOdd + "/" + kLatin + "=latin"}));
     QVERIFY(::chmod(bytes(m_Root + "dir/script").constData(), 0750) == 0);
     QVERIFY(::chmod(bytes(m_Root + "dir/sub").constData(), 0700) == 0);
     QVERIFY(::chmod(bytes(m_Root + "dir/sub/secret").constData(), 0600) == 0);
@@ -221,6 +221,16 @@ void tst_CMacFSOperations::safeOperations_data()
     addRow("moveFile: throws",            OP(f.safeMoveFile(r + "file", r + "new/a", r + "safe", true, false)), injected, {}, {}, {}, {"moveFile#2!"});
     addRow("moveFile: rollback fails",    OP(f.safeMoveFile(r + "file", r + "new/a", r + "safe", true, false)), "false", {"file"}, {parkedFile}, rollback("safeMoveFile", "\"%Rsafe\" \"%Rfile\""), {"moveFile#2", "moveFile#3"});
     addRow("moveFile: onto existing",     OP(f.safeMoveFile(r + "file", r + "long", r + "safe", true, false)), "FileExists: Destination already exists: %Rlong", {}, {}, {"safeMoveFile|Destination already exists:  \"%Rlong\""});
+    addRow("moveFile: onto a name differing in case", OP(f.safeMoveFile(r + "file", r + "FILE", r + "safe", false, false)), "FileExists: Destination already exists: %RFILE", {}, {}, {"safeMoveFile|Destination already exists:  \"%RFILE\""});
+    // Whatever is under the safe name stays: parking replaces nothing, in any variant.
+    addRow("moveFile: safe name taken",   OP(f.safeMoveFile(r + "file", r + "new/a", r + "long", true, false)), "FileExists: Destination already exists: %Rlong");
+    addRow("renameFile: safe name taken", OP(f.safeRenameFile(r + "file", r + "renamed", r + "long", false)), "FileExists: Destination already exists: %Rlong");
+    addRow("moveFile: safe name differs in case", OP(f.safeMoveFile(r + "file", r + "new/a", r + "FILE", true, false)), "FileExists: Destination already exists: %RFILE");
+    addRow("deleteFile: safe name taken", OP(f.safeDeleteFile(r + "file", r + "long", false)), "FileExists: Destination already exists: %Rlong");
+    addRow("deleteFile: safe name differs in case", OP(f.safeDeleteFile(r + "file", r + "FILE", false)), "FileExists: Destination already exists: %RFILE");
+    addRow("copyFile: safe name taken",   OP(f.safeCopyFile(r + "file", r + "copy", r + "long", false, false, false)), "FileExists: Destination already exists: %Rlong");
+    addRow("setTimeStamps: safe name differs in case", OP(f.safeSetTimeStamps(r + "file", r + "FILE", t, t, t, false)), "true", {"file"}, {"file file 644 \"data\" @1000000000"}, {"safeSetTimeStamps|could not rename file/dir to safename before setting timestamps -> now set timestamps to original file/dir"});
+    addRow("deleteDirectory: safe name taken", OP(f.safeDeleteDirectory(r + "empty", r + "file", true)), "false", {}, {}, {"safeDeleteDirectory|Could not rename file to safe name:  \"%Rempty\" \"%Rfile\""});
     addRow("moveDirectory",               OP(f.safeMoveDirectory(r + "empty", r + "dir/moved", r + "safe", false)), "true", {"empty"}, {"dir/moved dir 755"});
     addRow("moveDirectory: rolled back",  OP(f.safeMoveDirectory(r + "empty", r + "dir/moved", r + "safe", false)), "false", {}, {}, {}, {"moveDirectory#2"});
     addRow("moveDirectory: throws",       OP(f.safeMoveDirectory(r + "empty", r + "dir/moved", r + "safe", false)), injected, {}, {}, {}, {"moveDirectory#2!"});
