@@ -81,6 +81,8 @@ private slots:
     void injectedFailures_data();
     void injectedFailures();
     void undeletableEntryStopsTheWalk();
+    void namesSurviveTheRoundTrip_data();
+    void namesSurviveTheRoundTrip();
     void uncopyableEntries_data();
     void uncopyableEntries();
 
@@ -361,6 +363,54 @@ void tst_CMacFSOperations::undeletableEntryStopsTheWalk()
             .arg(m_Root + "locked/LOCKED"));
     // The walk ends at the undeletable entry: what came before it is gone, the rest stays.
     QCOMPARE(listing(), order.mid(order.indexOf("LOCKED")));
+}
+
+// Names as readdir gives them must reach the kernel again as the same bytes. Under a UTF-8
+// locale QFile::decodeName turns bytes that are not UTF-8 into U+FFFD, and the name it gives
+// back then names nothing: such names need the library's own escape.
+void tst_CMacFSOperations::namesSurviveTheRoundTrip_data()
+{
+    QTest::addColumn<QByteArray>("name");
+    QTest::addColumn<bool>("decodeNameLosesIt");
+    // clang-format off
+    QTest::newRow("ASCII")                    << QByteArray("plain.txt") << false;
+    QTest::newRow("UTF-8")                    << QByteArray("n\xc3\xa9 \xe2\x82\xac") << false;
+    QTest::newRow("outside the BMP")          << QByteArray("\xf0\x9f\x94\x91key") << false;
+    QTest::newRow("Latin-1")                  << QByteArray("n\xe9") << true;
+    QTest::newRow("UTF-8 and Latin-1 mixed")  << QByteArray("\xc3\xa9t\xe9") << true;
+    QTest::newRow("cut short")                << QByteArray("ab\xe2\x82") << true;
+    QTest::newRow("overlong slash")           << QByteArray("x\xc0\xafy") << true;
+    QTest::newRow("encoded surrogate")        << QByteArray("\xed\xa0\x80") << true;
+    QTest::newRow("the escape's own bytes")   << QByteArray("\xed\xb2\x80") << true;
+    QTest::newRow("beyond U+10FFFF")          << QByteArray("\xf4\x90\x80\x80") << true;
+    // clang-format on
+}
+
+void tst_CMacFSOperations::namesSurviveTheRoundTrip()
+{
+    QFETCH(QByteArray, name);
+    QFETCH(bool, decodeNameLosesIt);
+    QCOMPARE(QFile::encodeName(QFile::decodeName(name)) != name, decodeNameLosesIt);
+    QCOMPARE(CMacFSOperations::encodePath(CMacFSOperations::decodePath(name)), name);
+
+    // In a tree: copied under its own bytes, then deleted with the tree.
+    const auto at = [&](const QByteArray &below) {
+        return bytes(m_Root) + below;
+    };
+    QVERIFY(::mkdir(at("names").constData(), 0755) == 0);
+    QVERIFY(::mkdir(at("names/" + name).constData(), 0755) == 0);
+    const int fd = ::open(at("names/" + name + "/" + name).constData(), O_WRONLY | O_CREAT, 0644);
+    QVERIFY(fd >= 0 && ::write(fd, "k", 1) == 1 && ::close(fd) == 0);
+    CFSOperations fs;
+    const BvTest::MessageCapture quiet; // the copy traces its walk
+    QVERIFY(fs.copyDirectory(m_Root + "names", m_Root + "copy"));
+    char content = 0;
+    const int copied = ::open(at("copy/" + name + "/" + name).constData(), O_RDONLY);
+    QVERIFY(copied >= 0 && ::read(copied, &content, 1) == 1 && ::close(copied) == 0);
+    QCOMPARE(content, 'k');
+    QVERIFY(fs.deleteDirectory(m_Root + "names", true));
+    struct stat st;
+    QVERIFY(::lstat(at("names").constData(), &st) != 0 && errno == ENOENT);
 }
 
 // Entries whose reading would block, never end or write outside the copy. Each runs in a

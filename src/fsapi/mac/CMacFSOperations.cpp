@@ -4,9 +4,10 @@
 // - Operations reach one another through the IFSOperations table (unqualified virtual
 //   calls), never by qualified calls, so a subclass that overrides one operation changes
 //   every operation built on it.
-// - Paths reach the kernel as bytes. Directory walks build each child's name from the
-//   bytes readdir gave them and decode it losslessly (see encodePath/decodePath), so a
-//   name that is not valid UTF-8 is still deleted and copied.
+// - Paths reach the kernel as bytes through QFile::encodeName/decodeName. A name that is
+//   not valid UTF-8 would come back from decodeName with U+FFFD in place of its odd bytes
+//   and name nothing; only such names take the escape of encodePath/decodePath, so that a
+//   directory walk still deletes and copies them.
 // - errno is saved right after a failing call, before logging or string work can change
 //   it, and restored where a caller goes on to read it.
 // - deleteFile unlinks first and asks what is there only when that fails: a tree deletion
@@ -24,6 +25,7 @@
 #include "misc/CPathOperations.h"
 #include "threading/assertions/assertion.h"
 
+#include <QFile>
 #include <QLoggingCategory>
 
 #include <algorithm>
@@ -49,8 +51,6 @@
         BV_DEBUG()
 
 namespace {
-
-QByteArray encodeView(QStringView path);
 
 bool debugEnabled()
 {
@@ -245,13 +245,12 @@ int utf8SequenceLength(const unsigned char *data, int i, int size)
 // Names
 // ---------------------------------------------------------------------------
 
-namespace {
-QByteArray encodeView(QStringView path)
+QByteArray CMacFSOperations::encodePath(const QString &path)
 {
     const QChar *begin = path.constData();
     const QChar *end = begin + path.size();
     if (std::none_of(begin, end, [](QChar c) { return c.isSurrogate(); }))
-        return path.toUtf8();
+        return QFile::encodeName(path);
 
     QByteArray bytes;
     bytes.reserve(path.size() * 3);
@@ -268,17 +267,11 @@ QByteArray encodeView(QStringView path)
     }
     return bytes;
 }
-} // namespace
-
-QByteArray CMacFSOperations::encodePath(const QString &path)
-{
-    return encodeView(path);
-}
 
 QString CMacFSOperations::decodePath(const QByteArray &bytes)
 {
     if (bytes.isValidUtf8())
-        return QString::fromUtf8(bytes);
+        return QFile::decodeName(bytes);
 
     QString path;
     path.reserve(bytes.size());

@@ -61,9 +61,10 @@ public:
     bool getFSID(QString path, unsigned long long &id) override;
     bool isSymbolicLink(const QString &path) override;
 
-    // File names travel as QString but reach the kernel as bytes. Bytes that are not
-    // UTF-8 decode to U+DC80..U+DCFF and encode back to themselves, so any name read
-    // from a directory can be handed back to these operations unchanged.
+    // File names travel as QString but reach the kernel as bytes: QFile::encodeName and
+    // decodeName for well-formed names. Bytes that are not UTF-8 (which decodeName would
+    // turn into U+FFFD) decode to U+DC80..U+DCFF and encode back to themselves, so any
+    // name read from a directory can be handed back to these operations unchanged.
     static QByteArray encodePath(const QString &path);
     static QString decodePath(const QByteArray &bytes);
 
