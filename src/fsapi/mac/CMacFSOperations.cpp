@@ -13,6 +13,8 @@
 // - deleteFile unlinks first and asks what is there only when that fails: a tree deletion
 //   then costs one call per file, as rm -rf does, and ends with the same exceptions as a
 //   check made beforehand would give (missing: DoesNotExist; a folder: fileExists throws).
+//   Inside a cleanDirectory walk that call is relative to the listed folder (unlinkat),
+//   as rm -rf's are, instead of resolving the whole path once more per file.
 // - A symbolic link is an entry of its own wherever it appears, also as "link/": the
 //   existence checks never follow it, so no operation empties or copies what it points to.
 // - Debug lines are only formatted when debug output is enabled: a tree walk writes two
@@ -158,6 +160,50 @@ bool isBelow(const QByteArray &path, const QByteArray &folder)
     if (!outer.endsWith('/'))
         outer += '/';
     return inner.size() > outer.size() && inner.startsWith(outer);
+}
+
+// The folder a cleanDirectory walk on this thread is listing, innermost first. deleteFile
+// unlinks that folder's own entries relative to its descriptor: the kernel then resolves
+// one name instead of the whole path, per file of a tree.
+struct WalkFolder
+{
+    const QString &path;
+    int fd;
+    WalkFolder *outer;
+};
+thread_local WalkFolder *t_walk = nullptr;
+
+class WalkScope
+{
+public:
+    WalkScope(const QString &path, int fd)
+        : m_Folder {path, fd, t_walk}
+    {
+        t_walk = &m_Folder;
+    }
+    ~WalkScope() { t_walk = m_Folder.outer; }
+    WalkScope(const WalkScope &) = delete;
+    WalkScope &operator=(const WalkScope &) = delete;
+
+private:
+    WalkFolder m_Folder;
+};
+
+// The descriptor of the listed folder when path names an entry directly inside it (its
+// last component is then relative to it); AT_FDCWD otherwise.
+int walkFolderOf(const QString &path)
+{
+    const WalkFolder *walk = t_walk;
+    if (!walk)
+        return AT_FDCWD;
+    const QString &folder = walk->path;
+    const bool separated = folder.endsWith(QLatin1Char('/'));
+    const qsizetype prefix = folder.size() + (separated ? 0 : 1);
+    if (path.size() <= prefix || !path.startsWith(folder)
+        || (!separated && path.at(folder.size()) != QLatin1Char('/'))
+        || QStringView(path).mid(prefix).contains(QLatin1Char('/')))
+        return AT_FDCWD;
+    return walk->fd;
 }
 
 bool isDotOrDotDot(const char *name)
@@ -393,7 +439,10 @@ bool CMacFSOperations::deleteFile(const QString &path, bool)
     const QByteArray bytes = encodePath(path);
     int error = 0;
     if (!hasTrailingSeparator(bytes)) {
-        if (::unlink(bytes.constData()) == 0)
+        const int folder = walkFolderOf(path);
+        const char *name = folder == AT_FDCWD ? bytes.constData()
+                                              : bytes.constData() + bytes.lastIndexOf('/') + 1;
+        if (::unlinkat(folder, name, 0) == 0)
             return true;
         error = errno;
         // Why it failed, decided as a check beforehand would have: nothing there, or a
@@ -447,6 +496,7 @@ bool CMacFSOperations::cleanDirectory(const QString &path, bool recursive)
     bool done = true;
     int lastError = 0;
     try {
+        const WalkScope scope(path, ::dirfd(dir));
         while (const dirent *entry = ::readdir(dir)) {
             if (isDotOrDotDot(entry->d_name))
                 continue;
