@@ -5,11 +5,15 @@
 namespace Exceptions {
 
 FileSystemException::FileSystemException(const char *function, const char *file, unsigned int line,
-    const char *message, const CCallStack &stack, CException *cause, int primaryCode,
+    const char *message, const CCallStack &stack, const CException *cause, int primaryCode,
     int secondaryCode, const char *subDescription)
     : CException(
-        function, file, line, message, stack, cause, primaryCode, secondaryCode, subDescription)
+        function, file, line, message, stack, nullptr, primaryCode, secondaryCode, subDescription)
 {
+    // Cloned, not consumed: the caller keeps its cause (setCause keeps none when the clone
+    // cannot be made, as the base constructor does).
+    if (cause)
+        setCause(*cause);
     m_TypeName = "FileSystemException";
     registerDescription(typeid(FileSystemException), "FileSystem Exception");
 }
@@ -20,7 +24,7 @@ FileSystemException *FileSystemException::clone() const
 }
 
 DoesNotExist::DoesNotExist(const char *function, const char *file, unsigned int line,
-    const char *message, const CCallStack &stack, CException *cause, int primaryCode,
+    const char *message, const CCallStack &stack, const CException *cause, int primaryCode,
     int secondaryCode, const char *subDescription)
     : FileSystemException(
         function, file, line, message, stack, cause, primaryCode, secondaryCode, subDescription)
@@ -35,7 +39,7 @@ DoesNotExist *DoesNotExist::clone() const
 }
 
 FileExists::FileExists(const char *function, const char *file, unsigned int line,
-    const char *message, const CCallStack &stack, CException *cause, int primaryCode,
+    const char *message, const CCallStack &stack, const CException *cause, int primaryCode,
     int secondaryCode, const char *subDescription)
     : FileSystemException(
         function, file, line, message, stack, cause, primaryCode, secondaryCode, subDescription)
@@ -50,7 +54,7 @@ FileExists *FileExists::clone() const
 }
 
 DirectoryExists::DirectoryExists(const char *function, const char *file, unsigned int line,
-    const char *message, const CCallStack &stack, CException *cause, int primaryCode,
+    const char *message, const CCallStack &stack, const CException *cause, int primaryCode,
     int secondaryCode, const char *subDescription)
     : FileSystemException(
         function, file, line, message, stack, cause, primaryCode, secondaryCode, subDescription)
@@ -65,7 +69,8 @@ DirectoryExists *DirectoryExists::clone() const
 }
 
 void THROW_SYSTEM_EXCEPTION_WITH_CAUSE_FileSystemException(const char *function, const char *file,
-    unsigned int line, const char *message, int primaryCode, int secondaryCode, CException *cause)
+    unsigned int line, const char *message, int primaryCode, int secondaryCode,
+    const CException *cause)
 {
     const CCallStack stack;
     throw new FileSystemException(
@@ -73,8 +78,8 @@ void THROW_SYSTEM_EXCEPTION_WITH_CAUSE_FileSystemException(const char *function,
 }
 
 void THROW_EXCEPTION_WITH_CAUSE_FROM_SUB_FileSystemException(const char *function, const char *file,
-    unsigned int line, const char *message, int primaryCode, int secondaryCode, CException *cause,
-    const char *subDescription)
+    unsigned int line, const char *message, int primaryCode, int secondaryCode,
+    const CException *cause, const char *subDescription)
 {
     const CCallStack stack;
     throw new FileSystemException(
@@ -82,7 +87,8 @@ void THROW_EXCEPTION_WITH_CAUSE_FROM_SUB_FileSystemException(const char *functio
 }
 
 void THROW_SYSTEM_EXCEPTION_WITH_CAUSE_DoesNotExist(const char *function, const char *file,
-    unsigned int line, const char *message, int primaryCode, int secondaryCode, CException *cause)
+    unsigned int line, const char *message, int primaryCode, int secondaryCode,
+    const CException *cause)
 {
     const CCallStack stack;
     throw new DoesNotExist(
@@ -90,7 +96,8 @@ void THROW_SYSTEM_EXCEPTION_WITH_CAUSE_DoesNotExist(const char *function, const 
 }
 
 void THROW_SYSTEM_EXCEPTION_WITH_CAUSE_FileExists(const char *function, const char *file,
-    unsigned int line, const char *message, int primaryCode, int secondaryCode, CException *cause)
+    unsigned int line, const char *message, int primaryCode, int secondaryCode,
+    const CException *cause)
 {
     const CCallStack stack;
     throw new FileExists(

@@ -4,6 +4,8 @@
 
 #include <QTemporaryDir>
 
+#include <functional>
+
 using namespace FsTest;
 
 namespace {
@@ -22,6 +24,8 @@ private slots:
     void emptyArguments();
     void exceptionDescriptions_data();
     void exceptionDescriptions();
+    void causeIsCloned_data();
+    void causeIsCloned();
 };
 
 void tst_CFSOperations::exceptionDescriptions_data()
@@ -59,6 +63,62 @@ void tst_CFSOperations::exceptionDescriptions()
     QScopedPointer<CException> copy(e->clone());
     QCOMPARE(QString::fromLatin1(e->what()).section('\n', 0, 0), header);
     QCOMPARE(QString::fromLatin1(copy->what()).section('\n', 0, 0), header);
+}
+
+namespace {
+using Thrower = std::function<void(const CException *cause)>;
+}
+Q_DECLARE_METATYPE(Thrower)
+
+void tst_CFSOperations::causeIsCloned_data()
+{
+    using namespace Exceptions;
+    QTest::addColumn<Thrower>("thrower");
+    QTest::addColumn<QString>("type");
+    const CCallStack s;
+    // clang-format off
+    QTest::newRow("FileSystemException") << Thrower([s](const CException *c) { throw new FileSystemException("f", "x.cpp", 1, "m", s, c, -1, -1, nullptr); }) << "FileSystemException";
+    QTest::newRow("DoesNotExist")        << Thrower([s](const CException *c) { throw new DoesNotExist("f", "x.cpp", 1, "m", s, c, -1, -1, nullptr); }) << "DoesNotExist";
+    QTest::newRow("FileExists")          << Thrower([s](const CException *c) { throw new FileExists("f", "x.cpp", 1, "m", s, c, -1, -1, nullptr); }) << "FileExists";
+    QTest::newRow("DirectoryExists")     << Thrower([s](const CException *c) { throw new DirectoryExists("f", "x.cpp", 1, "m", s, c, -1, -1, nullptr); }) << "DirectoryExists";
+    QTest::newRow("THROW_SYSTEM_EXCEPTION_WITH_CAUSE_FileSystemException") << Thrower([](const CException *c) { THROW_SYSTEM_EXCEPTION_WITH_CAUSE_FileSystemException("f", "x.cpp", 1, "m", -1, -1, c); }) << "FileSystemException";
+    QTest::newRow("THROW_EXCEPTION_WITH_CAUSE_FROM_SUB_FileSystemException") << Thrower([](const CException *c) { THROW_EXCEPTION_WITH_CAUSE_FROM_SUB_FileSystemException("f", "x.cpp", 1, "m", -1, -1, c, "Invalid parameter"); }) << "FileSystemException";
+    QTest::newRow("THROW_SYSTEM_EXCEPTION_WITH_CAUSE_DoesNotExist") << Thrower([](const CException *c) { THROW_SYSTEM_EXCEPTION_WITH_CAUSE_DoesNotExist("f", "x.cpp", 1, "m", -1, -1, c); }) << "DoesNotExist";
+    QTest::newRow("THROW_SYSTEM_EXCEPTION_WITH_CAUSE_FileExists") << Thrower([](const CException *c) { THROW_SYSTEM_EXCEPTION_WITH_CAUSE_FileExists("f", "x.cpp", 1, "m", -1, -1, c); }) << "FileExists";
+    // clang-format on
+}
+
+// A cause reached through getCause() is the holder's: the new exception carries its own
+// copy of it and leaves the original where it was, alive.
+void tst_CFSOperations::causeIsCloned()
+{
+    QFETCH(Thrower, thrower);
+    QFETCH(QString, type);
+    const QScopedPointer<CException> holder(new CException("g", "y.cpp", 2, "holder", CCallStack(),
+        new Exceptions::DoesNotExist("h", "z.cpp", 3, "File not found: /k", CCallStack(), nullptr,
+            -1, -1, "Specified file doesn't exist"),
+        -1, -1, nullptr));
+    const CException *cause = holder->getCause();
+    QVERIFY(cause);
+    const QString causeReport = QString::fromLatin1(cause->what());
+
+    CException *thrown = nullptr;
+    try {
+        thrower(cause);
+    } catch (CException *e) {
+        thrown = e;
+    }
+    QVERIFY(thrown);
+    const QScopedPointer<CException> e(thrown);
+    QCOMPARE(QString::fromLatin1(e->getTypeName()), type);
+    QCOMPARE(holder->getCause(), cause);
+    QCOMPARE(QString::fromLatin1(cause->what()), causeReport);
+    const CException *copy = e->getCause();
+    QVERIFY(copy);
+    QVERIFY(copy != cause);
+    QVERIFY(typeid(*copy) == typeid(Exceptions::DoesNotExist));
+    QCOMPARE(QString::fromLatin1(copy->what()), causeReport);
+    QVERIFY(QString::fromLatin1(e->what()).endsWith("caused by\t" + causeReport + "\n"));
 }
 
 // The incoming version in/new replaces orig/app.cfg, whose current version is parked

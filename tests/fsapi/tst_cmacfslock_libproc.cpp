@@ -44,7 +44,7 @@ private slots:
             QTest::ignoreMessage(QtCriticalMsg,
                 QRegularExpression(
                     "^\\[ -1 : MainThread \\] \\[ CMacFSLock_libproc.cpp : \\d+ "
-                    ": logFailure \\] proc_listpidspath 1 Operation not permitted$"));
+                    ": getPidsByPath \\] proc_listpidspath 1 Operation not permitted$"));
         const QString path = QString::fromUtf8("/Users/ü/Brisvane.app");
         // Only the number of holders counts: the ids are never copied out.
         QCOMPARE(CMacFSLock().getPidsByPath(path), QList<unsigned int>(count, 0u));

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 using namespace FsTest;
 
@@ -79,6 +81,10 @@ private slots:
     void injectedFailures_data();
     void injectedFailures();
     void undeletableEntryStopsTheWalk();
+    void namesSurviveTheRoundTrip_data();
+    void namesSurviveTheRoundTrip();
+    void uncopyableEntries_data();
+    void uncopyableEntries();
 
 private:
     void run(const char *source);
@@ -92,11 +98,11 @@ void tst_CMacFSOperations::init()
     QVERIFY2(m_Dir->isValid(), qPrintable(m_Dir->errorString()));
     m_Root = m_Dir->path() + QLatin1Char('/');
     QVERIFY(make(m_Root,
-        {"file=data", "long=0123LONGER", "dir/", "dir/inside=in", "dir/script=#!", "dir/sub/",
-            "dir/sub/secret=k", "dir/link->../file", "empty/", "canary/", "canary/keep=precious",
-            "tree/", "tree/top=y", "tree/to-keep->../canary/keep", "tree/a/", "tree/a/b/",
-            "tree/a/b/deep=x", "tree/a/to-canary->../../canary", "dirlink->dir",
-            "dangling->nowhere", kOdd + "/", kOdd + "/" + kLatin + "=latin"}));
+        {"file=data", "FILE=upper", "long=0123LONGER", "dir/", "dir/inside=in", "dir/script=#!",
+            "dir/sub/", "dir/sub/secret=k", "dir/link->../file", "empty/", "canary/",
+            "canary/keep=precious", "tree/", "tree/top=y", "tree/to-keep->../canary/keep",
+            "tree/a/", "tree/a/b/", "tree/a/b/deep=x", "tree/a/to-canary->../../canary",
+            "dirlink->dir", "dangling->nowhere", kOdd + "/", kOdd + "/" + kLatin + "=latin"}));
     QVERIFY(::chmod(bytes(m_Root + "dir/script").constData(), 0750) == 0);
     QVERIFY(::chmod(bytes(m_Root + "dir/sub").constData(), 0700) == 0);
     QVERIFY(::chmod(bytes(m_Root + "dir/sub/secret").constData(), 0600) == 0);
@@ -127,6 +133,13 @@ void tst_CMacFSOperations::operations_data()
     addRow("directoryExists: empty path",       OP(f.directoryExists("")), "false", {}, {}, {"directoryExists|Empty path ..."});
     addRow("isSymbolicLink: dangling",          OP(f.isSymbolicLink(r + "dangling")), "true");
     addRow("getFSID: of the link itself",       Call([](IFSOperations &f, const QString &r) { unsigned long long a = 0, b = 0; return f.getFSID(r + "dirlink", a) && f.getFSID(r + "dir", b) && a != b; }), "true");
+    // deleteFile tries the removal first and tells why only when it fails.
+    addRow("deleteFile: file",                  OP(f.deleteFile(r + "file", false)), "true", {"file"});
+    addRow("deleteFile: missing",               OP(f.deleteFile(r + "missing", false)), "DoesNotExist: File not found: %Rmissing / Specified file doesn't exist");
+    addRow("deleteFile: folder",                OP(f.deleteFile(r + "empty", false)), "FileSystemException: %Rempty is a directory / Specified path is not a file");
+    addRow("deleteFile: link to a folder",      OP(f.deleteFile(r + "dirlink", false)), "true", {"dirlink"});
+    addRow("deleteFile: dangling link",         OP(f.deleteFile(r + "dangling", false)), "true", {"dangling"});
+    addRow("deleteFile: empty path",            OP(f.deleteFile("", false)), invalid);
     addRow("delete tree, links not followed",   OP(f.deleteDirectory(r + "tree", true)), "true", {"tree"});
     addRow("delete full folder, not forced",    OP(f.deleteDirectory(r + "dir", false)), "false");
     addRow("delete folder, odd names",          OP(f.deleteDirectory(r + kOdd, true)), "true", {kOdd});
@@ -147,6 +160,16 @@ void tst_CMacFSOperations::operations_data()
     addRow("null stamp keeps the time",         OP(f.setTimeStamps(r + "file", kNone, kNone, t, false)), "true");
     addRow("move onto existing",                OP(f.moveFile(r + "file", r + "long", false, false)), "FileExists: Destination already exists: %Rlong");
     addRow("rename file across folders",        OP(f.renameFile(r + "file", r + "dir/file", false)), "FileSystemException: Paths not equal / Invalid parameter");
+    // "link/" still names the link: the kernel would resolve it to the folder it points to.
+    addRow("link/: delete tree",                OP(f.deleteDirectory(r + "dirlink/", true)), notDir.arg("dirlink/"));
+    addRow("link/: clean",                      OP(f.cleanDirectory(r + "dirlink/", true)), notDir.arg("dirlink/"));
+    addRow("link//: directoryExists",           OP(f.directoryExists(r + "dirlink//")), notDir.arg("dirlink//"));
+    addRow("link/: fileExists",                 OP(f.fileExists(r + "dirlink/")), "true");
+    addRow("link/: isSymbolicLink",             OP(f.isSymbolicLink(r + "dirlink/")), "true");
+    addRow("link/: getFSID of the link",        Call([](IFSOperations &f, const QString &r) { unsigned long long a = 0, b = 1; return f.getFSID(r + "dirlink/", a) && f.getFSID(r + "dirlink", b) && a == b; }), "true");
+    addRow("link/: deleteFile removes the link", OP(f.deleteFile(r + "dirlink/", false)), "true", {"dirlink"});
+    addRow("link/: copy folder",                OP(f.copyDirectory(r + "dirlink/", r + "copy")), notDir.arg("dirlink/"));
+    addRow("folder/: delete tree",              OP(f.deleteDirectory(r + "tree/", true)), "true", {"tree"});
     // clang-format on
 }
 
@@ -200,6 +223,16 @@ void tst_CMacFSOperations::safeOperations_data()
     addRow("moveFile: throws",            OP(f.safeMoveFile(r + "file", r + "new/a", r + "safe", true, false)), injected, {}, {}, {}, {"moveFile#2!"});
     addRow("moveFile: rollback fails",    OP(f.safeMoveFile(r + "file", r + "new/a", r + "safe", true, false)), "false", {"file"}, {parkedFile}, rollback("safeMoveFile", "\"%Rsafe\" \"%Rfile\""), {"moveFile#2", "moveFile#3"});
     addRow("moveFile: onto existing",     OP(f.safeMoveFile(r + "file", r + "long", r + "safe", true, false)), "FileExists: Destination already exists: %Rlong", {}, {}, {"safeMoveFile|Destination already exists:  \"%Rlong\""});
+    addRow("moveFile: onto a name differing in case", OP(f.safeMoveFile(r + "file", r + "FILE", r + "safe", false, false)), "FileExists: Destination already exists: %RFILE", {}, {}, {"safeMoveFile|Destination already exists:  \"%RFILE\""});
+    // Whatever is under the safe name stays: parking replaces nothing, in any variant.
+    addRow("moveFile: safe name taken",   OP(f.safeMoveFile(r + "file", r + "new/a", r + "long", true, false)), "FileExists: Destination already exists: %Rlong");
+    addRow("renameFile: safe name taken", OP(f.safeRenameFile(r + "file", r + "renamed", r + "long", false)), "FileExists: Destination already exists: %Rlong");
+    addRow("moveFile: safe name differs in case", OP(f.safeMoveFile(r + "file", r + "new/a", r + "FILE", true, false)), "FileExists: Destination already exists: %RFILE");
+    addRow("deleteFile: safe name taken", OP(f.safeDeleteFile(r + "file", r + "long", false)), "FileExists: Destination already exists: %Rlong");
+    addRow("deleteFile: safe name differs in case", OP(f.safeDeleteFile(r + "file", r + "FILE", false)), "FileExists: Destination already exists: %RFILE");
+    addRow("copyFile: safe name taken",   OP(f.safeCopyFile(r + "file", r + "copy", r + "long", false, false, false)), "FileExists: Destination already exists: %Rlong");
+    addRow("setTimeStamps: safe name differs in case", OP(f.safeSetTimeStamps(r + "file", r + "FILE", t, t, t, false)), "true", {"file"}, {"file file 644 \"data\" @1000000000"}, {"safeSetTimeStamps|could not rename file/dir to safename before setting timestamps -> now set timestamps to original file/dir"});
+    addRow("deleteDirectory: safe name taken", OP(f.safeDeleteDirectory(r + "empty", r + "file", true)), "false", {}, {}, {"safeDeleteDirectory|Could not rename file to safe name:  \"%Rempty\" \"%Rfile\""});
     addRow("moveDirectory",               OP(f.safeMoveDirectory(r + "empty", r + "dir/moved", r + "safe", false)), "true", {"empty"}, {"dir/moved dir 755"});
     addRow("moveDirectory: rolled back",  OP(f.safeMoveDirectory(r + "empty", r + "dir/moved", r + "safe", false)), "false", {}, {}, {}, {"moveDirectory#2"});
     addRow("moveDirectory: throws",       OP(f.safeMoveDirectory(r + "empty", r + "dir/moved", r + "safe", false)), injected, {}, {}, {}, {"moveDirectory#2!"});
@@ -224,6 +257,8 @@ void tst_CMacFSOperations::safeOperations_data()
     addRow("setTimeStamps",               OP(f.safeSetTimeStamps(r + "file", r + "safe", t, t, t, false)), "true", {"file"}, {"file file 644 \"data\" @1000000000"});
     addRow("setTimeStamps: throws",       OP(f.safeSetTimeStamps(r + "file", r + "safe", t, t, t, false)), injected, {}, {}, {"safeSetTimeStamps|could not set TimeStamp \"%Rsafe\""}, {"setTimeStamps#1!"});
     addRow("setTimeStamps: rollback fails", OP(f.safeSetTimeStamps(r + "file", r + "safe", t, t, t, false)), "false", {"file"}, {"safe file 644 \"data\" @1000000000"}, rollback("safeSetTimeStamps", "\"%Rsafe\" \"%Rfile\""), {"moveFile#2"});
+    addRow("deleteDirectory: link/",     OP(f.safeDeleteDirectory(r + "dirlink/", r + "safe", true)), "FileSystemException: %Rdirlink/ is not a directory / Specified path is not a directory");
+    addRow("cleanDirectory: link/",       OP(f.safeCleanDirectory(r + "dirlink/", r + "safe", true)), "FileSystemException: %Rdirlink/ is not a directory / Specified path is not a directory");
     addRow("setTimeStamps: cannot park",  OP(f.safeSetTimeStamps(r + "file", r + "no/safe", t, t, t, false)), "true", {"file"}, {"file file 644 \"data\" @1000000000"}, {"safeSetTimeStamps|could not rename file/dir to safename before setting timestamps -> now set timestamps to original file/dir"});
     // clang-format on
 }
@@ -236,18 +271,20 @@ void tst_CMacFSOperations::safeOperations_data()
 namespace {
 // call: "<operation>|<path>[|<path>]", run in a child with the fault injector and the
 // variables in faults ("VARIABLE=value;..."). Answers the outcome, then the child's lines.
-QStringList runInjected(const QString &call, const QString &faults)
+QStringList runInjected(const QString &call, const QString &faults, int timeoutMs = 30000)
 {
     const QStringList variables = QStringList {"LD_PRELOAD=" BV_FAULT_PRELOAD}
         + faults.split(QLatin1Char(';'), Qt::SkipEmptyParts);
     for (const QString &variable : variables)
         qputenv(qPrintable(variable.section('=', 0, 0)), variable.section('=', 1).toUtf8());
-    const BvTest::ChildResult child = BvTest::runChild(call);
+    const BvTest::ChildResult child = BvTest::runChild(call, timeoutMs);
     for (const QString &variable : variables)
         qunsetenv(qPrintable(variable.section('=', 0, 0)));
     QStringList lines = QString::fromUtf8(child.standardError).split('\n', Qt::SkipEmptyParts);
     if (!lines.isEmpty() && lines.last().startsWith(QLatin1String("RESULT ")))
         lines.prepend(lines.takeLast().mid(7));
+    else
+        lines.prepend(QStringLiteral("no answer: the child hung or died"));
     return lines;
 }
 } // namespace
@@ -326,6 +363,120 @@ void tst_CMacFSOperations::undeletableEntryStopsTheWalk()
             .arg(m_Root + "locked/LOCKED"));
     // The walk ends at the undeletable entry: what came before it is gone, the rest stays.
     QCOMPARE(listing(), order.mid(order.indexOf("LOCKED")));
+}
+
+// Names as readdir gives them must reach the kernel again as the same bytes. Under a UTF-8
+// locale QFile::decodeName turns bytes that are not UTF-8 into U+FFFD, and the name it gives
+// back then names nothing: such names need the library's own escape.
+void tst_CMacFSOperations::namesSurviveTheRoundTrip_data()
+{
+    QTest::addColumn<QByteArray>("name");
+    QTest::addColumn<bool>("decodeNameLosesIt");
+    // clang-format off
+    QTest::newRow("ASCII")                    << QByteArray("plain.txt") << false;
+    QTest::newRow("UTF-8")                    << QByteArray("n\xc3\xa9 \xe2\x82\xac") << false;
+    QTest::newRow("outside the BMP")          << QByteArray("\xf0\x9f\x94\x91key") << false;
+    QTest::newRow("Latin-1")                  << QByteArray("n\xe9") << true;
+    QTest::newRow("UTF-8 and Latin-1 mixed")  << QByteArray("\xc3\xa9t\xe9") << true;
+    QTest::newRow("cut short")                << QByteArray("ab\xe2\x82") << true;
+    QTest::newRow("overlong slash")           << QByteArray("x\xc0\xafy") << true;
+    QTest::newRow("encoded surrogate")        << QByteArray("\xed\xa0\x80") << true;
+    QTest::newRow("the escape's own bytes")   << QByteArray("\xed\xb2\x80") << true;
+    QTest::newRow("beyond U+10FFFF")          << QByteArray("\xf4\x90\x80\x80") << true;
+    // clang-format on
+}
+
+void tst_CMacFSOperations::namesSurviveTheRoundTrip()
+{
+    QFETCH(QByteArray, name);
+    QFETCH(bool, decodeNameLosesIt);
+    QCOMPARE(QFile::encodeName(QFile::decodeName(name)) != name, decodeNameLosesIt);
+    QCOMPARE(CMacFSOperations::encodePath(CMacFSOperations::decodePath(name)), name);
+
+    // In a tree: copied under its own bytes, then deleted with the tree.
+    const auto at = [&](const QByteArray &below) {
+        return bytes(m_Root) + below;
+    };
+    QVERIFY(::mkdir(at("names").constData(), 0755) == 0);
+    QVERIFY(::mkdir(at("names/" + name).constData(), 0755) == 0);
+    const int fd = ::open(at("names/" + name + "/" + name).constData(), O_WRONLY | O_CREAT, 0644);
+    QVERIFY(fd >= 0 && ::write(fd, "k", 1) == 1 && ::close(fd) == 0);
+    CFSOperations fs;
+    const BvTest::MessageCapture quiet; // the copy traces its walk
+    QVERIFY(fs.copyDirectory(m_Root + "names", m_Root + "copy"));
+    char content = 0;
+    const int copied = ::open(at("copy/" + name + "/" + name).constData(), O_RDONLY);
+    QVERIFY(copied >= 0 && ::read(copied, &content, 1) == 1 && ::close(copied) == 0);
+    QCOMPARE(content, 'k');
+    QVERIFY(fs.deleteDirectory(m_Root + "names", true));
+    struct stat st;
+    QVERIFY(::lstat(at("names").constData(), &st) != 0 && errno == ENOENT);
+}
+
+// Entries whose reading would block, never end or write outside the copy. Each runs in a
+// child that is killed after a few seconds, so a copy that hangs fails instead of hanging.
+void tst_CMacFSOperations::uncopyableEntries_data()
+{
+    QTest::addColumn<QStringList>("tree"); // made in the sandbox before the call
+    QTest::addColumn<QStringList>("specials"); // "fifo:<path>" or "socket:<path>"
+    QTest::addColumn<QString>("call"); // as for injectedFailures, no faults
+    QTest::addColumn<QStringList>("result"); // the outcome, then lines it must give
+    QTest::addColumn<QStringList>("added"); // all that may appear in the sandbox
+    using L = QStringList;
+    const L tree {"src/", "src/a=x", "src/sub/", "src/sub/z=z"};
+    const L copied {
+        "copy dir 700", "copy/a file 644 \"x\"", "copy/sub dir 700", "copy/sub/z file 644 \"z\""};
+    const QString notAFile
+        = QStringLiteral("copyDirContents|Not a regular file, not copied: \"%R%1\"");
+    const QString itself
+        = QStringLiteral("copyDirectory|Cannot copy a folder into itself: \"%Rsrc\" \"%R%1\"");
+    // clang-format off
+    QTest::newRow("FIFO")                 << tree << L {"fifo:src/sub/pipe"} << "copyDirectory|src|copy" << L {"false", notAFile.arg("src/sub/pipe")} << copied;
+    QTest::newRow("socket")               << tree << L {"socket:src/sock"} << "copyDirectory|src|copy" << L {"false", notAFile.arg("src/sock")} << copied;
+    QTest::newRow("link to a FIFO")       << tree + L {"src/to-pipe->../pipe"} << L {"fifo:pipe"} << "copyDirectory|src|copy" << L {"false", notAFile.arg("src/to-pipe")} << copied;
+    QTest::newRow("link to a device")     << tree + L {"src/null->/dev/null"} << L {} << "copyDirectory|src|copy" << L {"false", notAFile.arg("src/null")} << copied;
+    QTest::newRow("dangling link")        << tree + L {"src/sub/gone->../../made-by-copy"} << L {} << "copyDirectory|src|copy" << L {"false", "copyDirContents|Link to nothing, not copied: \"%Rsrc/sub/gone\""} << copied;
+    QTest::newRow("copyFile of a FIFO")   << tree << L {"fifo:pipe"} << "copyFile|pipe|out" << L {QStringLiteral("FileSystemException: createDirectory failed. Errno: %1").arg(EINVAL)} << L {};
+    QTest::newRow("into own subtree")     << tree << L {} << "copyDirectory|src|src/sub/copy" << L {"false", itself.arg("src/sub/copy")} << L {};
+    QTest::newRow("into own subtree, through a link") << tree + L {"into->src/sub"} << L {} << "copyDirectory|src|into/copy" << L {"false", itself.arg("into/copy")} << L {};
+    QTest::newRow("into a sibling with the same prefix") << tree + L {"src2/"} << L {} << "copyDirectory|src|src2/copy" << L {"true"} << L {"src2/copy dir 700", "src2/copy/a file 644 \"x\"", "src2/copy/sub dir 700", "src2/copy/sub/z file 644 \"z\""};
+    // clang-format on
+}
+
+void tst_CMacFSOperations::uncopyableEntries()
+{
+    QFETCH(QStringList, tree);
+    QFETCH(QStringList, specials);
+    QFETCH(QString, call);
+    QFETCH(QStringList, result);
+    QFETCH(QStringList, added);
+    QVERIFY(make(m_Root, tree));
+    const QStringList before = snapshot(m_Root);
+    for (const QString &special : specials) {
+        const QByteArray path = bytes(m_Root + special.section(':', 1));
+        if (special.startsWith(QLatin1String("fifo:"))) {
+            QVERIFY(::mkfifo(path.constData(), 0644) == 0);
+        } else {
+            sockaddr_un address {};
+            address.sun_family = AF_UNIX;
+            QVERIFY(size_t(path.size()) < sizeof address.sun_path);
+            qstrcpy(address.sun_path, path.constData());
+            const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+            QVERIFY(fd >= 0);
+            QVERIFY(::bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0);
+            ::close(fd);
+        }
+    }
+
+    const QStringList lines = runInjected(call.replace("|", "|" + m_Root), QString(), 10000);
+    const QStringList got = logged(lines, kSource);
+    QCOMPARE(got.first(), fill(result, m_Root).first());
+    for (const QString &line : fill(result, m_Root).mid(1))
+        QVERIFY2(got.contains(line), qPrintable(line + " not in\n" + got.join('\n')));
+    // The specials go before the snapshot, which would read them as files.
+    for (const QString &special : specials)
+        QVERIFY(::unlink(bytes(m_Root + special.section(':', 1)).constData()) == 0);
+    QCOMPARE(snapshot(m_Root), changed(before, {}, added));
 }
 
 BV_TEST_MAIN_WITH_CHILD(tst_CMacFSOperations, QCoreApplication)

@@ -20,13 +20,6 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace {
-void logFailure(int savedErrno)
-{
-    BV_CRITICAL() << "proc_listpidspath" << savedErrno << std::strerror(savedErrno);
-}
-} // namespace
-
 QList<unsigned int> CMacFSLock::getPidsByPath(QString const &path)
 {
     QList<unsigned int> pids;
@@ -35,7 +28,9 @@ QList<unsigned int> CMacFSLock::getPidsByPath(QString const &path)
     const int size = proc_listpidspath(
         PROC_ALL_PIDS, 0, utf8.constData(), PROC_LISTPIDSPATH_EXCLUDE_EVTONLY, nullptr, 0);
     if (size < 0) {
-        logFailure(errno);
+        const int savedErrno = errno;
+        // Written here rather than by a helper: the line's prefix names the function.
+        BV_CRITICAL() << "proc_listpidspath" << savedErrno << std::strerror(savedErrno);
         return pids;
     }
 
@@ -46,7 +41,8 @@ QList<unsigned int> CMacFSLock::getPidsByPath(QString const &path)
     const int listed = proc_listpidspath(
         PROC_ALL_PIDS, 0, utf8.constData(), PROC_LISTPIDSPATH_EXCLUDE_EVTONLY, buffer, count);
     if (listed < 0) {
-        logFailure(errno);
+        const int savedErrno = errno;
+        BV_CRITICAL() << "proc_listpidspath" << savedErrno << std::strerror(savedErrno);
         std::free(buffer);
         return pids;
     }

@@ -4,16 +4,19 @@
 // - Operations reach one another through the IFSOperations table (unqualified virtual
 //   calls), never by qualified calls, so a subclass that overrides one operation changes
 //   every operation built on it.
-// - Paths reach the kernel as bytes. Directory walks build each child's name from the
-//   bytes readdir gave them and decode it losslessly (see encodePath/decodePath), so a
-//   name that is not valid UTF-8 is still deleted and copied.
+// - Paths reach the kernel as bytes through QFile::encodeName/decodeName. A name that is
+//   not valid UTF-8 would come back from decodeName with U+FFFD in place of its odd bytes
+//   and name nothing; only such names take the escape of encodePath/decodePath, so that a
+//   directory walk still deletes and copies them.
 // - errno is saved right after a failing call, before logging or string work can change
 //   it, and restored where a caller goes on to read it.
-// - While cleanDirectory lists a folder, the existence checks and removals of that folder's
-//   own entries (reached through the table as usual) work relative to the listed folder's
-//   descriptor (fstatat/unlinkat) instead of walking the whole path again. Same entries,
-//   same outcome; a tree deletion stays close to rm -rf and cannot be redirected by a
-//   renamed ancestor midway.
+// - deleteFile unlinks first and asks what is there only when that fails: a tree deletion
+//   then costs one call per file, as rm -rf does, and ends with the same exceptions as a
+//   check made beforehand would give (missing: DoesNotExist; a folder: fileExists throws).
+//   Inside a cleanDirectory walk that call is relative to the listed folder (unlinkat),
+//   as rm -rf's are, instead of resolving the whole path once more per file.
+// - A symbolic link is an entry of its own wherever it appears, also as "link/": the
+//   existence checks never follow it, so no operation empties or copies what it points to.
 // - Debug lines are only formatted when debug output is enabled: a tree walk writes two
 //   of them per copied file.
 
@@ -24,11 +27,13 @@
 #include "misc/CPathOperations.h"
 #include "threading/assertions/assertion.h"
 
+#include <QFile>
 #include <QLoggingCategory>
 
 #include <algorithm>
 
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -48,8 +53,6 @@
         BV_DEBUG()
 
 namespace {
-
-QByteArray encodeView(QStringView path);
 
 bool debugEnabled()
 {
@@ -81,7 +84,87 @@ int openPath(const QByteArray &path, int flags, mode_t mode)
     return retryOnEintr([&] { return ::open(path.constData(), flags, mode); });
 }
 
-// The folder a cleanDirectory walk is listing on this thread, innermost first.
+// Whether the path ends in a separator that is not the whole path ("/").
+bool hasTrailingSeparator(const QByteArray &path)
+{
+    return path.size() > 1 && path.endsWith('/');
+}
+
+QByteArray withoutTrailingSeparators(QByteArray path)
+{
+    while (hasTrailingSeparator(path))
+        path.chop(1);
+    return path;
+}
+
+// lstat of the entry the path names. The kernel resolves "link/" to what the link points
+// to; a trailing separator must not turn a symbolic link into the folder it points to, so
+// such a path is looked at without it first.
+int lstatEntry(const QByteArray &path, struct stat *st)
+{
+    if (hasTrailingSeparator(path) && lstatPath(withoutTrailingSeparators(path), st) == 0
+        && S_ISLNK(st->st_mode))
+        return 0;
+    return lstatPath(path, st);
+}
+
+// What a source entry gives when it is read, links followed. Only a regular file is ever
+// opened: a FIFO blocks its reader until a writer comes, a device may never end, and a
+// link to nothing has nothing to give.
+enum class Source { File, NotAFile, LinkToNothing };
+
+Source sourceKind(const QByteArray &path)
+{
+    struct stat st;
+    if (statPath(path, &st) == 0)
+        return S_ISREG(st.st_mode) ? Source::File : Source::NotAFile;
+    const int error = errno;
+    if (error == ENOENT && lstatPath(path, &st) == 0 && S_ISLNK(st.st_mode))
+        return Source::LinkToNothing;
+    errno = error;
+    return Source::File; // let the copy meet the failure and report it as usual
+}
+
+// The absolute form of path with every link resolved. The part that does not exist yet
+// is appended as written. Empty when nothing could be resolved.
+QByteArray resolvedPath(const QByteArray &path)
+{
+    char buffer[PATH_MAX];
+    if (::realpath(path.constData(), buffer))
+        return QByteArray(buffer);
+    const QByteArray trimmed = withoutTrailingSeparators(path);
+    const qsizetype cut = trimmed.lastIndexOf('/');
+    const QByteArray name = trimmed.mid(cut + 1);
+    const QByteArray folder = cut < 0 ? QByteArray(".")
+        : cut == 0                    ? QByteArray("/")
+                                      : trimmed.left(cut);
+    if (folder == trimmed)
+        return {};
+    QByteArray resolved = resolvedPath(folder);
+    if (resolved.isEmpty() || name.isEmpty() || name == ".")
+        return resolved;
+    if (name == "..")
+        return resolved.left(qMax(qsizetype(1), resolved.lastIndexOf('/')));
+    if (!resolved.endsWith('/'))
+        resolved += '/';
+    return resolved + name;
+}
+
+// Whether path lies below folder, links resolved ("folder/x/y", or "link-to-folder/x").
+bool isBelow(const QByteArray &path, const QByteArray &folder)
+{
+    const QByteArray inner = resolvedPath(path);
+    QByteArray outer = resolvedPath(folder);
+    if (inner.isEmpty() || outer.isEmpty())
+        return false;
+    if (!outer.endsWith('/'))
+        outer += '/';
+    return inner.size() > outer.size() && inner.startsWith(outer);
+}
+
+// The folder a cleanDirectory walk on this thread is listing, innermost first. deleteFile
+// unlinks that folder's own entries relative to its descriptor: the kernel then resolves
+// one name instead of the whole path, per file of a tree.
 struct WalkFolder
 {
     const QString &path;
@@ -106,56 +189,21 @@ private:
     WalkFolder m_Folder;
 };
 
-// True when path names an entry directly inside the folder being listed; its name is
-// then relative to fd.
-bool inWalkFolder(const QString &path, QByteArray &name, int &fd)
+// The descriptor of the listed folder when path names an entry directly inside it (its
+// last component is then relative to it); AT_FDCWD otherwise.
+int walkFolderOf(const QString &path)
 {
     const WalkFolder *walk = t_walk;
     if (!walk)
-        return false;
+        return AT_FDCWD;
     const QString &folder = walk->path;
     const bool separated = folder.endsWith(QLatin1Char('/'));
     const qsizetype prefix = folder.size() + (separated ? 0 : 1);
     if (path.size() <= prefix || !path.startsWith(folder)
-        || (!separated && path.at(folder.size()) != QLatin1Char('/')))
-        return false;
-    const QStringView rest = QStringView(path).mid(prefix);
-    if (rest.contains(QLatin1Char('/')))
-        return false;
-    name = encodeView(rest);
-    fd = walk->fd;
-    return true;
-}
-
-// lstat, relative to the listed folder where possible.
-int lstatEntry(const QString &path, struct stat *st)
-{
-    QByteArray name;
-    int fd;
-    if (inWalkFolder(path, name, fd))
-        return retryOnEintr(
-            [&] { return ::fstatat(fd, name.constData(), st, AT_SYMLINK_NOFOLLOW); });
-    return lstatPath(CMacFSOperations::encodePath(path), st);
-}
-
-// remove(), relative to the listed folder where possible: unlink, and rmdir for a folder.
-int removeEntry(const QString &path)
-{
-    QByteArray name;
-    int fd;
-    if (!inWalkFolder(path, name, fd))
-        return ::remove(CMacFSOperations::encodePath(path).constData());
-    if (::unlinkat(fd, name.constData(), 0) == 0)
-        return 0;
-    // Linux answers EISDIR for a folder, macOS EPERM; an EPERM for a file must survive.
-    const int error = errno;
-    if (error != EISDIR && error != EPERM)
-        return -1;
-    if (::unlinkat(fd, name.constData(), AT_REMOVEDIR) == 0)
-        return 0;
-    if (errno == ENOTDIR)
-        errno = error;
-    return -1;
+        || (!separated && path.at(folder.size()) != QLatin1Char('/'))
+        || QStringView(path).mid(prefix).contains(QLatin1Char('/')))
+        return AT_FDCWD;
+    return walk->fd;
 }
 
 bool isDotOrDotDot(const char *name)
@@ -243,13 +291,12 @@ int utf8SequenceLength(const unsigned char *data, int i, int size)
 // Names
 // ---------------------------------------------------------------------------
 
-namespace {
-QByteArray encodeView(QStringView path)
+QByteArray CMacFSOperations::encodePath(const QString &path)
 {
     const QChar *begin = path.constData();
     const QChar *end = begin + path.size();
     if (std::none_of(begin, end, [](QChar c) { return c.isSurrogate(); }))
-        return path.toUtf8();
+        return QFile::encodeName(path);
 
     QByteArray bytes;
     bytes.reserve(path.size() * 3);
@@ -266,17 +313,11 @@ QByteArray encodeView(QStringView path)
     }
     return bytes;
 }
-} // namespace
-
-QByteArray CMacFSOperations::encodePath(const QString &path)
-{
-    return encodeView(path);
-}
 
 QString CMacFSOperations::decodePath(const QByteArray &bytes)
 {
     if (bytes.isValidUtf8())
-        return QString::fromUtf8(bytes);
+        return QFile::decodeName(bytes);
 
     QString path;
     path.reserve(bytes.size());
@@ -329,7 +370,7 @@ bool CMacFSOperations::fileExists(const QString &path)
     if (path.isEmpty())
         FS_THROW_INVALID(QStringLiteral("Empty path"));
     struct stat st;
-    if (lstatEntry(path, &st) != 0)
+    if (lstatEntry(encodePath(path), &st) != 0)
         return false;
     if (!S_ISDIR(st.st_mode))
         return true;
@@ -344,7 +385,7 @@ bool CMacFSOperations::directoryExists(const QString &path)
         return false;
     }
     struct stat st;
-    if (lstatEntry(path, &st) != 0)
+    if (lstatEntry(encodePath(path), &st) != 0)
         return false;
     if (S_ISDIR(st.st_mode))
         return true;
@@ -359,7 +400,7 @@ bool CMacFSOperations::isSymbolicLink(const QString &path)
         return false;
     }
     struct stat st;
-    if (lstatPath(encodePath(path), &st) != 0) {
+    if (lstatEntry(encodePath(path), &st) != 0) {
         const int error = errno;
         BV_CRITICAL() << path << errnoText(error);
         FS_THROW_SUB(
@@ -375,7 +416,7 @@ bool CMacFSOperations::getFSID(QString path, unsigned long long &id)
         return false;
     }
     struct stat st;
-    if (lstatPath(encodePath(path), &st) != 0) {
+    if (lstatEntry(encodePath(path), &st) != 0) {
         const int error = errno;
         BV_CRITICAL() << path << errnoText(error);
         return false;
@@ -395,12 +436,29 @@ bool CMacFSOperations::deleteFile(const QString &path, bool)
 {
     if (path.isEmpty())
         FS_THROW_INVALID(QStringLiteral("Empty path"));
-    if (!fileExists(path))
-        FS_THROW_SUB(
-            DoesNotExist, QLatin1String("File not found: ") + path, "Specified file doesn't exist");
-    if (removeEntry(path) == 0)
-        return true;
-    const int error = errno;
+    const QByteArray bytes = encodePath(path);
+    int error = 0;
+    if (!hasTrailingSeparator(bytes)) {
+        const int folder = walkFolderOf(path);
+        const char *name = folder == AT_FDCWD ? bytes.constData()
+                                              : bytes.constData() + bytes.lastIndexOf('/') + 1;
+        if (::unlinkat(folder, name, 0) == 0)
+            return true;
+        error = errno;
+        // Why it failed, decided as a check beforehand would have: nothing there, or a
+        // folder (fileExists throws " is a directory"), or a file that stays.
+        if (!fileExists(path))
+            FS_THROW_SUB(DoesNotExist, QLatin1String("File not found: ") + path,
+                "Specified file doesn't exist");
+    } else {
+        // "link/" names the link, which the kernel will not unlink under that spelling.
+        if (!fileExists(path))
+            FS_THROW_SUB(DoesNotExist, QLatin1String("File not found: ") + path,
+                "Specified file doesn't exist");
+        if (::unlink(withoutTrailingSeparators(bytes).constData()) == 0)
+            return true;
+        error = errno;
+    }
     FS_THROW_SYSTEM(FileSystemException,
         QStringLiteral("deleteFile failed. Errno: %1 '%2' '%3'")
             .arg(number(error), errnoText(error), path));
@@ -417,12 +475,8 @@ bool CMacFSOperations::deleteDirectory(const QString &path, bool force)
             DoesNotExist, QLatin1String("File not found: ") + path, "Specified file doesn't exist");
     if (force)
         cleanDirectory(path, true); // throws on real failures; its answer adds nothing
-    if (removeEntry(path) == 0)
-        return true;
-    // Left in errno for cleanDirectory, which reports the last failure of its walk.
-    const int error = errno;
-    errno = error;
-    return false;
+    // A failure is left in errno for cleanDirectory, which reports the last one of its walk.
+    return retryOnEintr([&] { return ::rmdir(encodePath(path).constData()); }) == 0;
 }
 
 bool CMacFSOperations::cleanDirectory(const QString &path, bool recursive)
@@ -493,10 +547,23 @@ bool CMacFSOperations::copyDirectory(const QString &src, const QString &dst)
     if (!directoryExists(src))
         FS_THROW_SUB(
             DoesNotExist, QLatin1String("File not found: ") + src, "Specified file doesn't exist");
+    // A copy made inside its own source would be listed and copied again, level after
+    // level, until the path grows too long.
+    if (isBelow(encodePath(dst), encodePath(src))) {
+        BV_CRITICAL() << "Cannot copy a folder into itself:" << src << dst;
+        return false;
+    }
     return copyDirContents(src, dst);
 }
 
 bool CMacFSOperations::copyDirContents(const QString &src, const QString &dst)
+{
+    bool complete = true;
+    const bool done = copyDirContents(src, dst, complete);
+    return done && complete;
+}
+
+bool CMacFSOperations::copyDirContents(const QString &src, const QString &dst, bool &complete)
 {
     if (src.isEmpty()) {
         BV_CRITICAL() << "Empty src path ...";
@@ -544,7 +611,7 @@ bool CMacFSOperations::copyDirContents(const QString &src, const QString &dst)
         if (isDirectory) {
             FS_DEBUG() << "found subdir: " << srcPath;
             try {
-                done = copyDirContents(srcPath, dstPath);
+                done = copyDirContents(srcPath, dstPath, complete);
                 lastError = done ? 0 : errno;
             } catch (CException *e) {
                 delete e;
@@ -554,14 +621,29 @@ bool CMacFSOperations::copyDirContents(const QString &src, const QString &dst)
             }
         } else {
             FS_DEBUG() << "found file: " << srcPath;
-            try {
-                done = file_copy(srcPath, dstPath, true) == 0;
-                lastError = done ? 0 : errno;
-            } catch (CException *e) {
-                delete e;
-                FS_DEBUG() << "File Copy failed!";
+            const Source kind
+                = entry->d_type == DT_REG ? Source::File : sourceKind(encodePath(srcPath));
+            if (kind != Source::File) {
+                // Left out, and the whole copy answers false for it: a backup that misses
+                // an entry must not pass for complete.
+                if (kind == Source::NotAFile)
+                    BV_CRITICAL() << "Not a regular file, not copied:" << srcPath;
+                else
+                    BV_CRITICAL() << "Link to nothing, not copied:" << srcPath;
                 done = false;
                 lastError = 0;
+                complete = false;
+                errno = 0; // what a caller one level up reads after this answer
+            } else {
+                try {
+                    done = file_copy(srcPath, dstPath, true) == 0;
+                    lastError = done ? 0 : errno;
+                } catch (CException *e) {
+                    delete e;
+                    FS_DEBUG() << "File Copy failed!";
+                    done = false;
+                    lastError = 0;
+                }
             }
         }
         FS_DEBUG() << "finished" << srcPath << dstPath << (done ? "true" : "false");
@@ -617,18 +699,37 @@ int CMacFSOperations::file_copy(const QString &src, const QString &dst, bool ove
 {
     const QByteArray from = encodePath(src);
     const QByteArray to = encodePath(dst);
-    // O_CREAT on the source and a mode of 0 or 1 are long-standing behaviour that callers
-    // depend on: a missing source yields an empty copy instead of a failure.
-    const mode_t mode = overwrite ? 1 : 0;
-    const int in = openPath(from, O_CREAT, mode);
+    // Only a regular file is opened, links followed, and the source is never created: a
+    // FIFO would block the copy until a writer comes, a device may never end, and creating
+    // a missing source would put a file wherever a dangling link points.
+    struct stat st;
+    int refused = 0; // the errno of a source that is not opened
+    if (statPath(from, &st) != 0)
+        refused = errno;
+    else if (!S_ISREG(st.st_mode))
+        refused = EINVAL;
+    int in = -1;
+    if (refused == 0) {
+        in = openPath(from, O_RDONLY | O_NOCTTY | O_NONBLOCK, 0);
+        if (in < 0) {
+            refused = errno;
+        } else if (::fstat(in, &st) != 0 || !S_ISREG(st.st_mode)) {
+            // Replaced by something else since it was looked at: not read either.
+            ::close(in);
+            in = -1;
+            refused = EINVAL;
+        }
+    }
     if (in < 0) {
-        const int error = errno;
+        const int error = refused;
         FS_DEBUG() << "Could not open " << src;
         errno = error;
         return -1;
     }
     // No O_TRUNC: a longer destination keeps its tail beyond the copied bytes, which
-    // callers overwriting in place rely on.
+    // callers overwriting in place rely on. The mode of 0 or 1 is long-standing behaviour;
+    // the source's mode is set once the bytes are in.
+    const mode_t mode = overwrite ? 1 : 0;
     const int out = openPath(to, overwrite ? O_RDWR | O_CREAT : O_RDWR | O_CREAT | O_EXCL, mode);
     if (out < 0) {
         const int error = errno;
@@ -649,9 +750,6 @@ int CMacFSOperations::file_copy(const QString &src, const QString &dst, bool ove
     ::close(in);
     ::close(out);
 
-    struct stat st;
-    if (statPath(from, &st) != 0)
-        return 0;
     if (retryOnEintr([&] { return ::chmod(to.constData(), st.st_mode & 07777); }) != 0) {
         const int error = errno;
         BV_CRITICAL() << "chmod failed for " << dst;

@@ -61,9 +61,10 @@ public:
     bool getFSID(QString path, unsigned long long &id) override;
     bool isSymbolicLink(const QString &path) override;
 
-    // File names travel as QString but reach the kernel as bytes. Bytes that are not
-    // UTF-8 decode to U+DC80..U+DCFF and encode back to themselves, so any name read
-    // from a directory can be handed back to these operations unchanged.
+    // File names travel as QString but reach the kernel as bytes: QFile::encodeName and
+    // decodeName for well-formed names. Bytes that are not UTF-8 (which decodeName would
+    // turn into U+FFFD) decode to U+DC80..U+DCFF and encode back to themselves, so any
+    // name read from a directory can be handed back to these operations unchanged.
     static QByteArray encodePath(const QString &path);
     static QString decodePath(const QByteArray &bytes);
 
@@ -74,6 +75,9 @@ protected:
     int fdcopy(int in, int out);
 
 private:
+    // The walk itself; complete turns false for a source entry left out on purpose. Of the
+    // same name, so that its lines and exceptions name the operation.
+    bool copyDirContents(const QString &src, const QString &dst, bool &complete);
     enum class Stamping { Done, RolledBack, RollbackFailed };
     Stamping stampNewDirectory(const QString &path, const QDateTime &created,
         const QDateTime &modified, const QDateTime &accessed);

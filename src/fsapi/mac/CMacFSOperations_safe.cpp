@@ -9,7 +9,8 @@
 //   rollback itself is dropped after the "ERROR at ROLLBACK: " line: the caller is told
 //   about the first failure, not the second.
 // - Parking never makes folders (force false) and never replaces what is already there:
-//   neither would be undone by the rollback.
+//   neither would be undone by the rollback. That includes a safe name that differs from
+//   the file's own only in case, which moveFile lets through.
 
 #include "CMacFSOperations.h"
 #include "CMacFSOperations_p.h"
@@ -86,6 +87,15 @@ bool parkDirectory(IFSOperations &fs, const QString &path, const QString &safeNa
     return fs.moveDirectory(path, safeName, false);
 }
 
+// Whether a file is under a safe name that moveFile would not check: one that differs from
+// path only in case. moveFile allows that for a change of case on a case-insensitive
+// volume, where the name is the file itself; on a case-sensitive one it is another file,
+// which parking would replace.
+bool caseTwinTaken(IFSOperations &fs, const QString &path, const QString &safeName)
+{
+    return path.compare(safeName, Qt::CaseInsensitive) == 0 && fs.fileExists(safeName);
+}
+
 QString joinEntry(const QString &folder, const QString &name)
 {
     return CPathOperations::concatPath(folder, name, QString(), false, false);
@@ -107,6 +117,8 @@ bool CMacFSOperations::safeDeleteFile(const QString &path, const QString &safeNa
         FS_THROW_SUB(
             DoesNotExist, QLatin1String("File not found: ") + path, "Specified file doesn't exist");
     // Without overwrite: a file already under the safe name is not ours to replace.
+    if (caseTwinTaken(*this, path, safeName))
+        FS_THROW_SYSTEM(FileExists, QLatin1String("Destination already exists: ") + safeName);
     if (!moveFile(path, safeName, false, false)) {
         BV_CRITICAL() << "Could not rename file to safe name: " << path << safeName;
         return false;
@@ -225,13 +237,15 @@ bool CMacFSOperations::safeMoveFile(
         FS_THROW_SUB(DoesNotExist, QLatin1String("Source doesn't exists: ") + src,
             "Specified file doesn't exist");
     }
-    // As moveFile: a move that only changes the case of the name is not refused; on a
-    // case-insensitive volume the "existing" destination is the source itself.
-    if (!overwrite && src.compare(dst, Qt::CaseInsensitive) != 0 && fileExists(dst)) {
+    // Checked whatever the names: unlike moveFile, a change of case alone is no exception.
+    if (!overwrite && fileExists(dst)) {
         BV_CRITICAL() << "Destination already exists: " << dst;
         FS_THROW_SYSTEM(FileExists, QLatin1String("Destination already exists: ") + dst);
     }
-    if (!moveFile(src, safeName, false, true)) {
+    // Parked without overwrite, as in every variant: what is under the safe name stays.
+    if (caseTwinTaken(*this, src, safeName))
+        FS_THROW_SYSTEM(FileExists, QLatin1String("Destination already exists: ") + safeName);
+    if (!moveFile(src, safeName, false, false)) {
         BV_CRITICAL() << "Could not rename file to safe name: " << src << safeName;
         return false;
     }
@@ -378,8 +392,9 @@ bool CMacFSOperations::safeSetTimeStamps(const QString &path, const QString &saf
     }
     const bool isDirectory = quietly([&] { return directoryExists(path); });
     const bool parked = quietly([&] {
-        return isDirectory ? parkDirectory(*this, path, safeName)
-                           : moveFile(path, safeName, false, false);
+        return isDirectory
+            ? parkDirectory(*this, path, safeName)
+            : !caseTwinTaken(*this, path, safeName) && moveFile(path, safeName, false, false);
     });
     if (!parked) {
         BV_CRITICAL() << "could not rename file/dir to safename before setting timestamps -> now "
