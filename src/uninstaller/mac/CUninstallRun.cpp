@@ -2,15 +2,10 @@
 
 #include "uninstallpaths.h"
 
-#include "fsapi/fsoperationsapi.h"
 #include "system/mac/CAuthorization.h"
-#include "threading/assertions/assertion.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
-
-#undef BV_SOURCE_FILE
-#define BV_SOURCE_FILE "src/uninstaller/mac/CUninstallRun"
 
 namespace {
 

@@ -7,6 +7,8 @@
 
 #include <functional>
 
+class CAuthorization;
+
 // One uninstall run: the five steps in their fixed order, for one user (the window) or
 // several (the command line), stopping at the first failure.
 //
@@ -76,11 +78,11 @@ public:
     static const char *resultName(Result result);
 
 private:
-    bool obtainRights(class CAuthorization &authorization);
+    bool obtainRights(CAuthorization &authorization);
     bool quit();
     bool backup(const UninstallUser &user);
     bool deleteFolder(Step step, const UninstallUser &user, const QString &path);
-    bool removeInstallation(class CAuthorization *authorization);
+    bool removeInstallation(CAuthorization *authorization);
     void starting(Step step, const UninstallUser &user);
     void record(const Record &record);
     bool fail(Step step, const QString &path);
