@@ -11,8 +11,15 @@ src=$1 staged=$2 fakepasswd=$3
 [ "$(id -u)" -eq 0 ] || { echo "skipped: acting for another account needs root"; exit 77; }
 command -v ansible-playbook >/dev/null || { echo "skipped: ansible-playbook is missing (tools/install-deps)"; exit 77; }
 
-sandbox=$(mktemp -d "$HOME/../ansible-XXXXXX")
-sandbox=$(cd "$sandbox" && pwd -P)
+# The uninstaller keeps its machine-wide lock in /var/run: the whole play runs where the
+# sandbox's run/ stands in for it.
+if [ -z "${BV_PRIVATE_RUN:-}" ]; then
+    sandbox=$(mktemp -d "$HOME/../ansible-XXXXXX")
+    sandbox=$(cd "$sandbox" && pwd -P)
+    mkdir "$sandbox/run"
+    BV_PRIVATE_RUN=$sandbox exec "$src/tests/common/private-run" "$sandbox/run" bash "$0" "$@"
+fi
+sandbox=$BV_PRIVATE_RUN
 chmod 755 "$sandbox"
 product_pid=""
 cleanup() {

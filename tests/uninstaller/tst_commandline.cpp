@@ -11,6 +11,7 @@
 #include <QTemporaryDir>
 
 #include <csignal>
+#include <memory>
 #include <unistd.h>
 
 class tst_CommandLine : public QObject
@@ -42,6 +43,14 @@ QByteArray sh(const QString &root, const QString &script)
 // Every file and folder of the sandbox with its size, time stamp, mode and owner.
 const char C_SNAPSHOT[] = "find homes Apps* -printf '%p %s %T@ %m %u %g\\n' | sort";
 
+const int C_TWO_AT_ONCE = -1;
+
+// The product of alice, replaced by one that takes a second to end after SIGTERM.
+const char C_SLOW_PRODUCT[]
+    = "kill $(cat product-alice.pid); cp /bin/bash Brisvane; setpriv --reuid=4101 --regid=4101 "
+      "--clear-groups ./Brisvane -c 'trap \"sleep 1; exit 0\" TERM; while :; do sleep 0.05; done' "
+      "& echo $! >product-alice.pid; sleep 0.3";
+
 } // namespace
 
 void tst_CommandLine::initTestCase()
@@ -57,8 +66,10 @@ void tst_CommandLine::run_data()
     QTest::addColumn<QString>("setup"); // shell, after the sandbox is made
     QTest::addColumn<QString>("runAs"); // "root", or an account of the sandbox
     QTest::addColumn<QStringList>("arguments"); // "$R": the sandbox
-    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<int>("exitCode"); // C_TWO_AT_ONCE: two runs at once, one 0, one 75
     QTest::addColumn<QString>("check"); // shell, afterwards; report.json is the report
+    // Optional {shell, check}: the shell removes the cause, a second run then exits 0.
+    QTest::addColumn<QStringList>("again");
 
     const QString unchanged = QStringLiteral("diff snapshot.before <(%1); ").arg(C_SNAPSHOT);
     // The product is gone, its folders are removed, the backups match the keys byte for
@@ -86,40 +97,67 @@ void tst_CommandLine::run_data()
         << unchanged + valid + report("s=r[\"steps\"]; assert r[\"dryRun\"] and r[\"exitCode\"]==0 and len(s)>=5;"
            " assert {x[\"result\"] for x in s} <= {\"planned\",\"nothing-to-do\"}, s;"
            " assert [x[\"step\"] for x in s if x[\"result\"]==\"planned\"]==[\"quit\",\"backup\",\"backup\",\"deleteConfiguration\",\"deleteData\",\"removeInstallation\"], s")
-           + "[ -e /proc/$(cat product-alice.pid) ]";
-    QTest::newRow("dry run as a user") << "" << "alice" << QStringList {"--dry-run"} << 0 << unchanged;
+           + "[ -e /proc/$(cat product-alice.pid) ]" << QStringList {};
+    QTest::newRow("dry run as a user") << "" << "alice" << QStringList {"--dry-run"} << 0 << unchanged << QStringList {};
     QTest::newRow("one user") << "" << "root" << one << 0
         << removed + "removed alice; " + valid + report("assert r[\"exitCode\"]==0 and r[\"message\"] is None;"
            " assert all(x[\"result\"] in (\"done\",\"nothing-to-do\") for x in r[\"steps\"]), r;"
            " assert [x[\"user\"] for x in r[\"steps\"] if x[\"step\"]==\"deleteData\"]==[\"alice\"]")
-           + "[ -d homes/bob/.bv2 ]";
+           + "[ -d homes/bob/.bv2 ]" << QStringList {};
     QTest::newRow("backups elsewhere") << "" << "root" << QStringList {"--unattended", "--user", "alice", "--backup-dir", "$R/safe"} << 0
-        << removed + "removed alice safe/alice; [ $(stat -c %u safe/alice) = 4101 ]; [ -z \"$(ls homes/alice/Documents)\" ]";
+        << removed + "removed alice safe/alice; [ $(stat -c %u:%a safe/alice) = 4101:700 ]; [ -z \"$(ls homes/alice/Documents)\" ]" << QStringList {};
     QTest::newRow("no backup") << "" << "root" << QStringList {"--unattended", "--user", "alice", "--no-backup"} << 0
-        << "[ ! -e homes/alice/.bv2 ]; [ -z \"$(ls homes/alice/Documents)\" ]; [ ! -e Apps/Brisvane ]";
+        << "[ ! -e homes/alice/.bv2 ]; [ -z \"$(ls homes/alice/Documents)\" ]; [ ! -e Apps/Brisvane ]" << QStringList {};
     QTest::newRow("every user") << "" << "root" << QStringList {"--unattended", "--all-users", "--report", "$R/report.json", "--log", "$R/run.log"} << 0
         << removed + "removed alice; removed bob; [ ! -e /proc/$(cat product-bob.pid) ];"
            " [ -f homes/carol/keep.txt ]; [ -z \"$(ls homes/carol/Documents)\" ];" + valid
            + report("assert sorted({x[\"user\"] for x in r[\"steps\"] if x[\"step\"]==\"deleteData\"})==[\"alice\",\"bob\"], r")
-           + "grep -q 'Start logging' run.log; grep -q 'will now delete' run.log";
+           + "grep -q 'Start logging' run.log; grep -q 'will now delete' run.log" << QStringList {};
     QTest::newRow("product ignores SIGTERM") << "kill $(cat product-alice.pid); cp /bin/sleep Brisvane; setpriv --reuid=4101 --regid=4101 --clear-groups"
                                                 " bash -c 'trap \"\" TERM; exec ./Brisvane 300' & echo $! >product-alice.pid; sleep 0.5"
         << "root" << one << 10
         << unchanged + "[ -e /proc/$(cat product-alice.pid) ]; " + valid
            + report("assert r[\"exitCode\"]==10 and r[\"message\"]==\"Unable to quit Brisvane.\";"
                     " assert [x[\"result\"] for x in r[\"steps\"]][0]==\"failed\";"
-                    " assert {x[\"result\"] for x in r[\"steps\"][1:]}=={\"skipped\"}, r");
+                    " assert {x[\"result\"] for x in r[\"steps\"][1:]}=={\"skipped\"}, r") << QStringList {};
     QTest::newRow("hostile product folder") << "mv Apps \"Apps \\\"x\\\" '\"'\"'y'\"'\"' \\$(touch PWNED) \\`touch PWNED\\` ; touch PWNED\"" << "root" << one << 0
-        << "[ -z \"$(find . -name PWNED)\" ]; [ ! -e Apps*/Brisvane ]; [ -f Apps*/Other/keep.txt ]; [ ! -e homes/alice/.bv2 ]";
-    QTest::newRow("unknown option") << "" << "root" << QStringList {"--unattended", "--user", "alice", "--force"} << 64 << unchanged;
+        << "[ -z \"$(find . -name PWNED)\" ]; [ ! -e Apps*/Brisvane ]; [ -f Apps*/Other/keep.txt ]; [ ! -e homes/alice/.bv2 ]" << QStringList {};
+    QTest::newRow("unknown option") << "" << "root" << QStringList {"--unattended", "--user", "alice", "--force"} << 64 << unchanged << QStringList {};
     QTest::newRow("unknown user") << "" << "root" << QStringList {"--unattended", "--user", "mallory", "--report", "$R/report.json"} << 64
-        << unchanged + valid + report("assert r[\"exitCode\"]==64 and r[\"steps\"]==[] and \"mallory\" in r[\"message\"]");
-    QTest::newRow("--user with --all-users") << "" << "root" << QStringList {"--unattended", "--user", "alice", "--all-users"} << 64 << unchanged;
-    QTest::newRow("root without a user") << "" << "root" << QStringList {"--unattended"} << 64 << unchanged;
-    QTest::newRow("both modes") << "" << "root" << QStringList {"--unattended", "--dry-run", "--user", "alice"} << 64 << unchanged;
-    QTest::newRow("unattended without root") << "" << "alice" << QStringList {"--unattended"} << 77 << unchanged;
-    QTest::newRow("--user without root") << "" << "alice" << QStringList {"--dry-run", "--user", "bob"} << 77 << unchanged;
-    QTest::newRow("--all-users without root") << "" << "alice" << QStringList {"--dry-run", "--all-users", "--report", "-"} << 77 << unchanged;
+        << unchanged + valid + report("assert r[\"exitCode\"]==64 and r[\"steps\"]==[] and \"mallory\" in r[\"message\"]") << QStringList {};
+    QTest::newRow("--user with --all-users") << "" << "root" << QStringList {"--unattended", "--user", "alice", "--all-users"} << 64 << unchanged << QStringList {};
+    QTest::newRow("root without a user") << "" << "root" << QStringList {"--unattended"} << 64 << unchanged << QStringList {};
+    QTest::newRow("both modes") << "" << "root" << QStringList {"--unattended", "--dry-run", "--user", "alice"} << 64 << unchanged << QStringList {};
+    QTest::newRow("unattended without root") << "" << "alice" << QStringList {"--unattended"} << 77 << unchanged << QStringList {};
+    QTest::newRow("--user without root") << "" << "alice" << QStringList {"--dry-run", "--user", "bob"} << 77 << unchanged << QStringList {};
+    QTest::newRow("--all-users without root") << "" << "alice" << QStringList {"--dry-run", "--all-users", "--report", "-"} << 77 << unchanged << QStringList {};
+
+    // Root acts for a user whose home is hostile: only the user's own rights reach it.
+    auto failedDetail = [&report](int exitCode, const QString &fragment) {
+        return report(QStringLiteral("f=[x for x in r[\"steps\"] if x[\"result\"]==\"failed\"]; assert r[\"exitCode\"]==%1 and len(f)==1, r;"
+                                     " assert \"%2\" in f[0][\"detail\"], f").arg(exitCode).arg(fragment));
+    };
+    const QString secret = "mkdir -m 700 secret; echo root-only >secret/token; ";
+    QTest::newRow("key folder: a link into a root-only folder") << secret + "rm -r homes/alice/.bv2/pss; ln -s $PWD/secret homes/alice/.bv2/pss" << "root" << one << 0
+        << "[ \"$(readlink homes/alice/Documents/pss_*)\" = $PWD/secret ]; [ -z \"$(grep -r root-only homes)\" ]; grep -qx root-only secret/token;"
+           " [ ! -e homes/alice/.bv2 ]; diff -r keys-alice/server_access_keys homes/alice/Documents/server_access_keys_*" << QStringList {};
+    QTest::newRow("data folder: a link into a root-only folder") << secret + "cp -a homes/alice/.bv2/. secret/; chown -R 0:0 secret; chmod 700 secret; rm -r homes/alice/.bv2; ln -s $PWD/secret homes/alice/.bv2"
+        << "root" << one << 11
+        << unchanged + "diff -r keys-alice/pss secret/pss; [ -z \"$(ls -A homes/alice/Documents)\" ]; " + failedDetail(11, "/.bv2/pss: Permission denied") << QStringList {};
+    QTest::newRow("Documents: a link into a root-owned folder") << "mkdir rootowned; rmdir homes/alice/Documents; ln -s $PWD/rootowned homes/alice/Documents"
+        << "root" << one << 11 << unchanged + "[ -z \"$(ls -A rootowned)\" ]; " + failedDetail(11, "Permission denied") << QStringList {};
+    QTest::newRow("configuration and data: links") << "mv homes/alice/.config/Brisvane cfg; ln -s $PWD/cfg homes/alice/.config/Brisvane; mv homes/alice/.bv2 data; ln -s $PWD/data homes/alice/.bv2"
+        << "root" << one << 0 << removed + "removed alice; [ ! -L homes/alice/.config/Brisvane ]; [ -f cfg/Brisvane.conf ]; diff -r keys-alice data" << QStringList {};
+    QTest::newRow("Documents on a full disk") << "mount -t tmpfs -o size=24k,uid=4101,gid=4101,mode=755 tmpfs homes/alice/Documents"
+        << "root" << QStringList {one} + QStringList {"--log", "$R/run.log"} << 11
+        << valid + failedDetail(11, "/nested/s.key: No space left on device; the incomplete copy")
+           + "grep -q 'No space left on device' run.log; [ -z \"$(ls homes/alice/Documents | grep server_access)\" ];"
+             " diff -r keys-alice/pss homes/alice/Documents/pss_*; diff -r keys-alice homes/alice/.bv2" << QStringList {};
+    QTest::newRow("an entry the user cannot delete") << "mkdir homes/alice/.bv2/locked; echo x >homes/alice/.bv2/locked/f" << "root" << one << 13
+        << valid + failedDetail(13, "/.bv2/locked/f: Permission denied") + "[ -f homes/alice/.bv2/locked/f ]; [ ! -e homes/alice/.config/Brisvane ]"
+        << QStringList {"chown -R 4101:4101 homes/alice/.bv2", "[ ! -e homes/alice/.bv2 ]; [ ! -e Apps/Brisvane ]"};
+    QTest::newRow("two runs at once") << C_SLOW_PRODUCT << "root" << QStringList {"--unattended", "--user", "alice"} << C_TWO_AT_ONCE
+        << removed + "removed alice" << QStringList {};
     // clang-format on
 }
 
@@ -130,6 +168,7 @@ void tst_CommandLine::run()
     QFETCH(QStringList, arguments);
     QFETCH(int, exitCode);
     QFETCH(QString, check);
+    QFETCH(QStringList, again);
 
     QTemporaryDir sandbox(QDir::homePath() + QStringLiteral("/../cli-XXXXXX"));
     QVERIFY2(sandbox.isValid(), qPrintable(sandbox.errorString()));
@@ -164,8 +203,11 @@ void tst_CommandLine::run()
             + C_SCHEMA.toLocal8Bit() + " >validate.py; sleep 0.3; "
             + (setup.isEmpty() ? QByteArray("true") : setup.toLocal8Bit()) + "; " + C_SNAPSHOT
             + " >snapshot.before");
-    auto stopProducts = qScopeGuard(
-        [&root] { sh(root, "for f in product-*.pid; do kill -9 $(cat $f) || true; done"); });
+    auto stopProducts = qScopeGuard([&root] {
+        sh(root,
+            "for f in product-*.pid; do kill -9 $(cat $f) || true; done;"
+            " ! mountpoint -q homes/alice/Documents || umount homes/alice/Documents");
+    });
     QVERIFY2(failure.isEmpty(), failure.constData());
 
     QString program;
@@ -176,7 +218,8 @@ void tst_CommandLine::run()
     QVERIFY(!program.isEmpty());
     arguments.replaceInStrings(QStringLiteral("$R"), root);
 
-    QProcess uninstaller;
+    // Each run sees the sandbox's run/ as /run, where root runs keep their lock.
+    QVERIFY(QDir(root).mkpath("run"));
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.remove("DISPLAY"); // no window server, as under a management tool
     env.remove("QT_QPA_PLATFORM");
@@ -186,33 +229,62 @@ void tst_CommandLine::run()
     env.insert("BV_PASSWD_FILE", root + "/passwd");
     // The sanitizer runtime is not preloaded ahead of the stand-in database.
     env.insert("ASAN_OPTIONS", env.value("ASAN_OPTIONS") + ":verify_asan_link_order=0");
+    QStringList command {root + "/run", program};
     if (runAs == QLatin1String("root")) {
         env.insert("HOME", root + "/roothome");
-        uninstaller.setProcessEnvironment(env);
-        uninstaller.start(program, arguments);
     } else {
         env.insert("HOME", root + "/homes/" + runAs);
-        uninstaller.setProcessEnvironment(env);
         const QString id = runAs == QLatin1String("alice") ? "4101" : "4102";
-        uninstaller.start("setpriv",
-            QStringList {"--reuid=" + id, "--regid=" + id, "--clear-groups", program} + arguments);
+        command = QStringList {root + "/run", "setpriv", "--reuid=" + id, "--regid=" + id,
+            "--clear-groups", program};
     }
-    uninstaller.setWorkingDirectory(root);
-    QVERIFY(uninstaller.waitForFinished(90000));
-    const QByteArray output = uninstaller.readAllStandardOutput();
-    const QByteArray errors = uninstaller.readAllStandardError();
-    QCOMPARE(uninstaller.exitStatus(), QProcess::NormalExit);
-    QVERIFY2(uninstaller.exitCode() == exitCode, (output + errors.right(3000)).constData());
-    if (arguments.contains("-")) // the report on standard output, and nothing else there
-        QVERIFY2(QJsonDocument::fromJson(output).isObject(), output.constData());
+    auto start = [&] {
+        auto uninstaller = std::make_unique<QProcess>();
+        uninstaller->setProcessEnvironment(env);
+        uninstaller->setWorkingDirectory(root);
+        uninstaller->start(BV_SOURCE_DIR "/tests/common/private-run", command + arguments);
+        return uninstaller;
+    };
+    QByteArray said; // everything the runs printed
+    QByteArray output; // what the last run printed on standard output
+    // Answers the exit code, or -1 when the program did not end normally.
+    auto finish = [&said, &output](QProcess &uninstaller) {
+        const bool ended = uninstaller.waitForFinished(90000);
+        output = uninstaller.readAllStandardOutput();
+        said += output + uninstaller.readAllStandardError().right(3000);
+        return ended && uninstaller.exitStatus() == QProcess::NormalExit ? uninstaller.exitCode()
+                                                                         : -1;
+    };
 
-    failure = sh(root,
-        "[ -z \"$(find . -name PWNED)\" ]; for u in alice bob carol; do grep -qx canary "
-        "homes/$u/keep.txt; done;"
-        " grep -qx canary Apps*/Other/keep.txt; "
-            + check);
-    QVERIFY2(failure.isEmpty(),
-        (failure + "\n--- program said:\n" + output + errors.right(3000)).constData());
+    if (exitCode == C_TWO_AT_ONCE) {
+        // The second starts once the first holds the lock, while it waits for the product.
+        const std::unique_ptr<QProcess> first = start();
+        QTRY_VERIFY_WITH_TIMEOUT(
+            QFile::exists(root + "/run/com.brisvane.uninstaller.lock"), 20000);
+        const std::unique_ptr<QProcess> second = start();
+        QVERIFY2(finish(*second) == 75, said.constData());
+        QVERIFY2(said.contains("Another uninstall is running."), said.constData());
+        QVERIFY2(finish(*first) == 0, said.constData());
+    } else {
+        const std::unique_ptr<QProcess> uninstaller = start();
+        QVERIFY2(finish(*uninstaller) == exitCode, said.constData());
+        if (arguments.contains("-")) // the report on standard output, and nothing else there
+            QVERIFY2(QJsonDocument::fromJson(output).isObject(), output.constData());
+    }
+
+    const QByteArray canaries = "[ -z \"$(find . -name PWNED)\" ]; for u in alice bob carol; do "
+                                "grep -qx canary homes/$u/keep.txt; done;"
+                                " grep -qx canary Apps*/Other/keep.txt; ";
+    failure = sh(root, canaries + check);
+    QVERIFY2(failure.isEmpty(), (failure + "\n--- program said:\n" + said).constData());
+    if (again.isEmpty())
+        return;
+    failure = sh(root, again.first());
+    QVERIFY2(failure.isEmpty(), failure.constData());
+    const std::unique_ptr<QProcess> retry = start();
+    QVERIFY2(finish(*retry) == 0, said.constData());
+    failure = sh(root, canaries + again.last());
+    QVERIFY2(failure.isEmpty(), (failure + "\n--- program said:\n" + said).constData());
 }
 
 void tst_CommandLine::help()

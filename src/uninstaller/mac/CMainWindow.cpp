@@ -21,6 +21,7 @@ CMainWindow::CMainWindow(QWidget *parent)
 {
     m_Ui.setupUi(this);
     m_MessageFrame.setFrameAndLabel(m_Ui.frameErrorsUninstaller, m_Ui.lblErrorsText);
+    m_StripContentHeight = m_Ui.UIErrorsContent->minimumHeight();
 
     setWindowTitle(tr("Brisvane Uninstaller"));
 
@@ -164,7 +165,7 @@ void CMainWindow::setProgressText(const QString &text)
     m_Ui.lblProgressInfo->setText(text);
 }
 
-void CMainWindow::showFailure(const QString &message)
+void CMainWindow::showFailure(const QString &message, const QString &reason)
 {
     m_Ui.stackedWidget->setCurrentIndex(PageError);
 
@@ -180,11 +181,16 @@ void CMainWindow::showFailure(const QString &message)
         - 2 * m_Ui.frameErrorsUninstaller->frameWidth() - 2 * m_Ui.UIErrorsContent->frameWidth()
         - inner.left() - inner.right() - m_Ui.lblErrorsIcon->maximumWidth() - 5 - 2 * spacing
         - 2 * m_Ui.lblErrorsText->margin() - 2 * m_Ui.lblErrorsText->frameWidth();
-    QStringList lines = message.split(QLatin1Char('\n'));
+    // The system's reason goes on a line of its own below the message.
+    const QString whole = reason.isEmpty() ? message : message + QLatin1Char('\n') + reason;
+    QStringList lines = whole.split(QLatin1Char('\n'));
     for (QString &line : lines)
         line = metrics.elidedText(line, Qt::ElideMiddle, width);
     const QString shown = lines.join(QLatin1Char('\n'));
-    m_Ui.lblErrorsText->setToolTip(shown == message ? QString() : message);
+    m_Ui.lblErrorsText->setToolTip(shown == whole ? QString() : whole);
+    // The strip holds two lines; a reason below a two-line message makes it a line taller.
+    const int extra = qMax(0, int(lines.size()) - 2) * metrics.lineSpacing();
+    m_Ui.UIErrorsContent->setFixedHeight(m_StripContentHeight + extra);
 
     m_MessageFrame.open(shown, QPair<QString, QVariant>());
     reset();
@@ -208,6 +214,7 @@ void CMainWindow::onOkayClicked()
     CUninstallRun::Options options;
     options.users = {UninstallUser::current()};
     options.backup = m_Ui.ckbxKeysBackupCheck->isChecked();
+    options.lockFile = CUninstallRun::lockFile(false);
     m_Run = new CUninstallThread(options);
     connect(m_Run, &CUninstallThread::stepStarting, this, &CMainWindow::onStepStarting,
         Qt::QueuedConnection);
@@ -248,12 +255,13 @@ void CMainWindow::onRunFinished()
     m_Run->wait();
     const bool failed = m_Run->result().failed();
     const QString message = m_Run->result().failureMessage();
+    const QString reason = m_Run->result().failureReason();
     m_Run->deleteLater();
     m_Run = nullptr;
     QCoreApplication::instance()->removeEventFilter(this);
 
     if (failed) {
-        showFailure(message);
+        showFailure(message, reason);
         emit runFinished();
         return;
     }

@@ -50,11 +50,13 @@ private:
     void reset();
     void setProgress(int value);
     void setProgressText(const QString &text);
-    void showFailure(const QString &message);
+    void showFailure(const QString &message, const QString &reason);
     void pressDefaultButton();
     void pressCancel();
 
     Ui_UninstallMainWindow m_Ui;
     CMessageFrame m_MessageFrame;
     CUninstallThread *m_Run = nullptr;
+    // The error strip's height as the form sets it, for a message of two lines.
+    int m_StripContentHeight = 0;
 };

@@ -18,6 +18,11 @@
 
 #include <exception>
 
+#include <cerrno>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
 // These steps were the window's own and their diagnostic lines have always named it;
 // support reads the lines by that name, so they keep it.
 #undef BV_SOURCE_FILE
@@ -113,65 +118,120 @@ QString CUninstallActions::backupTarget(const UninstallUser &user, const QString
         + QLatin1Char('_') + timeStamp();
 }
 
-bool CUninstallActions::makeBackupDirectory(const UninstallUser &user, QString *detail)
+bool CUninstallActions::makeBackupDirectory(const UninstallUser &user, FailureCause *cause)
 {
-    if (QDir().mkpath(user.backupDirectory)
-        && UninstallSafety::handOver(QString(), user.backupDirectory, user.uid, user.gid))
+    FailureCause why;
+    // Root makes the chosen folder, and in it one for the user, who fills it with the
+    // user's own rights; anybody else makes the folder for themselves.
+    const QString parent
+        = user.uid >= 0 ? QFileInfo(user.backupDirectory).absolutePath() : user.backupDirectory;
+    if (!QDir().mkpath(parent)) {
+        why = FailureCause::system(parent, errno);
+    } else if (user.uid < 0
+        || UninstallSafety::makeUserFolder(user.backupDirectory, user.uid, user.gid, &why)) {
         return true;
-    BV_CRITICAL() << "could not create" << user.backupDirectory;
-    if (detail)
-        *detail = QStringLiteral("could not create %1").arg(user.backupDirectory);
+    }
+    BV_CRITICAL() << "could not create" << user.backupDirectory << why.reason();
+    if (cause)
+        *cause = why;
     return false;
 }
 
-bool CUninstallActions::backupDir(
-    const QString &source, const QString &target, const UninstallUser &owner, QString *detail)
+CUninstallActions::KeyFolder CUninstallActions::lookAtKeyFolder(
+    const QString &path, FailureCause *cause)
 {
-    return guarded("backupDir", "backupDir failed", detail, [&] {
-        CFSOperations fs;
-        if (!fs.directoryExists(source))
-            return true;
-        // Only folders and plain files can be copied faithfully. A link could make the copy
-        // read (as root: disclose) a file from elsewhere; nothing is copied then.
-        QString odd;
-        if (!UninstallSafety::plainTree(source, &odd)) {
+    // Followed, as the window's check box looks at it: a key folder may be a link to the
+    // user's own folder elsewhere. What cannot be looked at with the user's rights is
+    // no reason to go on as if it were not there.
+    struct stat info;
+    if (::stat(QFile::encodeName(path).constData(), &info) == 0)
+        return S_ISDIR(info.st_mode) ? KeyFolderPresent : KeyFolderMissing;
+    const int savedErrno = errno;
+    if (savedErrno == ENOENT || savedErrno == ENOTDIR)
+        return KeyFolderMissing;
+    BV_CRITICAL() << "cannot look at" << path << FailureCause::system(path, savedErrno).reason();
+    if (cause)
+        *cause = FailureCause::system(path, savedErrno);
+    return KeyFolderUnreadable;
+}
+
+bool CUninstallActions::backupDir(
+    const QString &source, const QString &target, QString *detail, FailureCause *cause)
+{
+    FailureCause why;
+    QString thrown;
+    bool created = false;
+    const bool done = guarded("backupDir", "backupDir failed", &thrown, [&] {
+        if (lookAtKeyFolder(source, &why) != KeyFolderPresent)
+            return why.isEmpty();
+        // Folders, files and links as they are; the copy belongs to whoever runs this
+        // thread, which for another user is that user.
+        if (!UninstallSafety::copyTree(source, target, &why, &created)) {
             getLogMessageTemplate(BV_SOURCE_FILE, "backupDir", __LINE__, QtCriticalMsg)
-                << "not a folder or plain file:" << odd;
-            if (detail)
-                *detail = QStringLiteral("%1 is not a folder or plain file").arg(odd);
-            return false;
-        }
-        if (!fs.copyDirectory(source, target)) {
-            if (detail)
-                *detail = QStringLiteral("could not copy %1").arg(source);
+                << "could not copy" << why.entry << why.reason();
             return false;
         }
         // A copy that reports success can still have lost a file on the way; the key
         // folders are deleted right after this, so only a checked copy counts.
         if (!UninstallSafety::verifyCopy(source, target)) {
-            if (detail)
-                *detail = QStringLiteral("the copy %1 differs from %2").arg(target, source);
-            return false;
-        }
-        // The copy gets the originals' folder modes (a private key folder stays private)
-        // and, when made for somebody else by root, that user as its owner.
-        if (!UninstallSafety::handOver(source, target, owner.uid, owner.gid)) {
-            if (detail)
-                *detail = QStringLiteral("could not give %1 to its owner").arg(target);
+            why.entry = target;
+            why.ownReason = FailureCause::C_COPY_DIFFERS;
             return false;
         }
         return true;
     });
+    if (done)
+        return true;
+    if (why.isEmpty())
+        why = FailureCause::fromExceptionText(thrown, source);
+    QString text = why.isEmpty() ? thrown : why.text();
+    // Nothing may look like a backup that is not one. Only what this call made goes.
+    if (created) {
+        QString leftover;
+        if (deleteDir(target, &leftover))
+            text += QStringLiteral("; the incomplete copy %1 was removed").arg(target);
+        else
+            text += QStringLiteral("; the incomplete copy %1 could not be removed: %2")
+                        .arg(target, leftover);
+    }
+    if (detail)
+        *detail = text;
+    if (cause)
+        *cause = why;
+    return false;
 }
 
-bool CUninstallActions::deleteDir(const QString &path, QString *detail)
+bool CUninstallActions::deleteDir(const QString &path, QString *detail, FailureCause *cause)
 {
-    return guarded("deleteDir", "deleteData failed", detail, [&] {
+    FailureCause why;
+    QString thrown;
+    const bool done = guarded("deleteDir", "deleteData failed", &thrown, [&] {
         CFSOperations fs;
+        // A link where the folder should be goes as a link; what it points to is not ours.
+        if (QFileInfo(path).isSymLink())
+            return fs.deleteFile(path, true);
         if (!fs.directoryExists(path))
             return true;
-        return fs.deleteDirectory(path, true);
+        if (fs.deleteDirectory(path, true))
+            return true;
+        // The folder was emptied but stays: asking again tells why.
+        why = FailureCause::system(
+            path, ::rmdir(QFile::encodeName(path).constData()) == 0 ? 0 : errno);
+        if (why.error == 0)
+            return true;
+        getLogMessageTemplate(BV_SOURCE_FILE, "deleteDir", __LINE__, QtCriticalMsg)
+            << "Failed to delete" << path << why.reason();
+        return false;
     });
+    if (done)
+        return true;
+    if (why.isEmpty())
+        why = FailureCause::fromExceptionText(thrown, path);
+    if (detail)
+        *detail = why.isEmpty() ? thrown : why.text();
+    if (cause)
+        *cause = why;
+    return false;
 }
 
 QString CUninstallActions::installationDirectory()

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "failurecause.h"
+
 #include <QList>
 #include <QString>
 
@@ -12,10 +14,10 @@ struct UninstallUser
     QString home;
     // Where the key backups go: the Documents folder in the home unless chosen otherwise.
     QString backupDirectory;
-    // The owner the backups are given to; -1 leaves them to whoever runs the program.
+    // The account whose rights the per-user steps take; -1: whoever runs the program.
     qint64 uid = -1;
     qint64 gid = -1;
-    // Whether a missing backup folder is made (for the owner) or fails the backup.
+    // Whether a missing backup folder is made (for the user) or fails the backup.
     bool createBackupDirectory = false;
 
     // The user running the program, in the home Qt reports.
@@ -40,14 +42,24 @@ public:
     // The running product's ids, as the stop would find them.
     static QList<qint64> findBrisvane(const QString &userName = QString());
 
-    // Makes the backup folder of `user` (with its parents) and gives it to the user.
-    static bool makeBackupDirectory(const UninstallUser &user, QString *detail = nullptr);
+    // Makes the backup folder of `user` when it is not the Documents folder: as root, the
+    // chosen folder and in it one that belongs to the user (see UninstallSafety).
+    static bool makeBackupDirectory(const UninstallUser &user, FailureCause *cause = nullptr);
+
+    enum KeyFolder { KeyFolderMissing, KeyFolderPresent, KeyFolderUnreadable };
+    // Whether a key folder is there to back up, links followed; a folder that cannot be
+    // looked at (permission, a loop) is not taken for a missing one.
+    static KeyFolder lookAtKeyFolder(const QString &path, FailureCause *cause = nullptr);
+    // Copies a key folder and checks the copy. A copy that failed either way is removed
+    // again. `detail` says why it failed, `cause` names the entry and the reason.
     static bool backupDir(const QString &source, const QString &target,
-        const UninstallUser &owner = UninstallUser(), QString *detail = nullptr);
+        QString *detail = nullptr, FailureCause *cause = nullptr);
     // The backup folder a key folder gets now.
     static QString backupTarget(const UninstallUser &user, const QString &keyFolder);
 
-    static bool deleteDir(const QString &path, QString *detail = nullptr);
+    // Deletes a folder tree; a link in its place is removed as a link.
+    static bool deleteDir(
+        const QString &path, QString *detail = nullptr, FailureCause *cause = nullptr);
 
     // The installation to remove: the product folder when it holds nothing but the
     // bundle, otherwise the bundle the program runs from. Empty (with a critical line)

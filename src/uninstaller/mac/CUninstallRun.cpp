@@ -1,11 +1,18 @@
 #include "CUninstallRun.h"
 
+#include "supportlog.h"
 #include "uninstallpaths.h"
 
+#include "system/CActAsUser.h"
 #include "system/mac/CAuthorization.h"
+#include "threading/assertions/assertion.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFileInfo>
+#include <QLockFile>
+
+#include <memory>
 
 namespace {
 
@@ -18,6 +25,8 @@ const char *const C_FAILURE_MESSAGES[] = {
     QT_TRANSLATE_NOOP("CMainWindow", "Failed to delete %1.\nPlease delete by yourself."),
     QT_TRANSLATE_NOOP("CMainWindow", "Unable to uninstall Brisvane"),
 };
+
+const char C_BUSY_MESSAGE[] = QT_TRANSLATE_NOOP("CMainWindow", "Another uninstall is running.");
 
 // The execute right of Authorization Services; over polkit, acquiring it starts the
 // privileged shell, which then waits for the script.
@@ -40,18 +49,35 @@ bool CUninstallRun::run()
 {
     m_Records.clear();
     m_Failed = false;
+    m_Busy = false;
+    m_FailedCause = FailureCause();
 
     if (m_Options.dryRun) {
         // Every step is looked at, whatever an earlier one would have found.
         quit();
-        for (const UninstallUser &user : qAsConst(m_Options.users)) {
-            backup(user);
-            deleteFolder(
-                StepDeleteConfiguration, user, UninstallPaths::configurationDirectory(user.home));
-            deleteFolder(StepDeleteData, user, UninstallPaths::dataDirectory(user.home));
-        }
+        for (const UninstallUser &user : qAsConst(m_Options.users))
+            forUser(user);
         removeInstallation(nullptr);
         return !m_Failed;
+    }
+
+    // One run at a time: a second one would stop, copy and delete under the first.
+    std::unique_ptr<QLockFile> lock;
+    if (!m_Options.lockFile.isEmpty()) {
+        QDir().mkpath(QFileInfo(m_Options.lockFile).absolutePath());
+        lock = std::make_unique<QLockFile>(m_Options.lockFile);
+        // A run may take long (a stubborn product, a large tree); only a lock whose
+        // process has gone is stale.
+        lock->setStaleLockTime(0);
+        if (!lock->tryLock(0)) {
+            if (lock->error() == QLockFile::LockFailedError) {
+                BV_WARNING() << "another uninstall is running:" << m_Options.lockFile;
+                m_Failed = true;
+                m_Busy = true;
+                return false;
+            }
+            BV_WARNING() << "cannot take the lock" << m_Options.lockFile << "going on without it";
+        }
     }
 
     CAuthorization authorization;
@@ -60,13 +86,74 @@ bool CUninstallRun::run()
     if (!quit())
         return false;
     for (const UninstallUser &user : qAsConst(m_Options.users)) {
-        if (!backup(user)
-            || !deleteFolder(
-                StepDeleteConfiguration, user, UninstallPaths::configurationDirectory(user.home))
-            || !deleteFolder(StepDeleteData, user, UninstallPaths::dataDirectory(user.home)))
+        if (!forUser(user))
             return false;
     }
     return removeInstallation(&authorization);
+}
+
+bool CUninstallRun::forUser(const UninstallUser &user)
+{
+    // The backup folder root chooses is made with root's rights, before the user's are
+    // taken, and only when there is something to put there.
+    if (m_Options.backup && user.createBackupDirectory && !m_Options.dryRun
+        && existingKeyFolders(user) > 0) {
+        FailureCause cause;
+        if (!CUninstallActions::makeBackupDirectory(user, &cause)) {
+            starting(StepBackup, user);
+            Record step = userRecord(StepBackup, user, UninstallPaths::keyFolder1(user.home));
+            step.result = ResultFailed;
+            step.cause = cause;
+            step.detail = QStringLiteral("could not create %1").arg(cause.text());
+            record(step);
+            return fail(step);
+        }
+    }
+
+    // Everything in the user's home and backup folder happens with the user's rights:
+    // the kernel refuses what the user could not do, and nothing retries as root.
+    const CActAsUser rights(user.uid, user.gid, user.name);
+    if (!rights.isValid()) {
+        starting(StepBackup, user);
+        Record step = userRecord(StepBackup, user, UninstallPaths::keyFolder1(user.home));
+        step.result = ResultFailed;
+        step.detail = rights.errorString();
+        BV_CRITICAL() << step.detail;
+        record(step);
+        return fail(step);
+    }
+    // A dry run looks at every step, whatever an earlier one found.
+    bool done = backup(user);
+    if (done || m_Options.dryRun)
+        done = deleteFolder(StepDeleteConfiguration, user,
+                   UninstallPaths::configurationDirectory(user.home))
+            && done;
+    if (done || m_Options.dryRun)
+        done = deleteFolder(StepDeleteData, user, UninstallPaths::dataDirectory(user.home)) && done;
+    return done;
+}
+
+int CUninstallRun::existingKeyFolders(const UninstallUser &user) const
+{
+    const CActAsUser rights(user.uid, user.gid, user.name);
+    int count = 0;
+    for (const QString &keyFolder :
+        {UninstallPaths::keyFolder1(user.home), UninstallPaths::keyFolder2(user.home)}) {
+        if (!rights.isValid()
+            || CUninstallActions::lookAtKeyFolder(keyFolder) == CUninstallActions::KeyFolderPresent)
+            ++count;
+    }
+    return count;
+}
+
+CUninstallRun::Record CUninstallRun::userRecord(
+    Step step, const UninstallUser &user, const QString &path) const
+{
+    Record made;
+    made.step = step;
+    made.user = user.name;
+    made.path = path;
+    return made;
 }
 
 bool CUninstallRun::obtainRights(CAuthorization &authorization)
@@ -87,6 +174,7 @@ bool CUninstallRun::obtainRights(CAuthorization &authorization)
     m_Failed = true;
     m_FailedStep = StepRemoveInstallation;
     m_FailedPath.clear();
+    m_FailedCause = FailureCause();
     return false;
 }
 
@@ -118,7 +206,7 @@ bool CUninstallRun::quit()
         step.result = !done ? ResultFailed : stopped.isEmpty() ? ResultNothingToDo : ResultDone;
         record(step);
         if (!done)
-            return fail(StepQuit, QString());
+            return fail(step);
     }
     return true;
 }
@@ -126,39 +214,35 @@ bool CUninstallRun::quit()
 bool CUninstallRun::backup(const UninstallUser &user)
 {
     starting(StepBackup, user);
-    bool folderReady = !user.createBackupDirectory || m_Options.dryRun;
     for (const QString &keyFolder :
         {UninstallPaths::keyFolder1(user.home), UninstallPaths::keyFolder2(user.home)}) {
-        Record step;
-        step.step = StepBackup;
-        step.user = user.name;
-        step.path = keyFolder;
-        if (!m_Options.backup || !QFileInfo(keyFolder).isDir()) {
+        Record step = userRecord(StepBackup, user, keyFolder);
+        const CUninstallActions::KeyFolder found = m_Options.backup
+            ? CUninstallActions::lookAtKeyFolder(keyFolder, &step.cause)
+            : CUninstallActions::KeyFolderMissing;
+        if (found == CUninstallActions::KeyFolderMissing) {
             step.result = ResultNothingToDo;
             if (!m_Options.backup)
                 step.detail = QStringLiteral("no backup wanted");
             record(step);
             continue;
         }
-        step.target = CUninstallActions::backupTarget(user, keyFolder);
-        if (m_Options.dryRun) {
+        if (found == CUninstallActions::KeyFolderPresent)
+            step.target = CUninstallActions::backupTarget(user, keyFolder);
+        if (found == CUninstallActions::KeyFolderUnreadable) {
+            step.result = ResultFailed;
+            step.detail = QStringLiteral("cannot look at %1").arg(step.cause.text());
+        } else if (m_Options.dryRun) {
             step.result = ResultPlanned;
-            record(step);
-            continue;
+        } else {
+            step.result = CUninstallActions::backupDir(
+                              keyFolder, step.target, &step.detail, &step.cause)
+                ? ResultDone
+                : ResultFailed;
         }
-        if (!folderReady) {
-            folderReady = CUninstallActions::makeBackupDirectory(user, &step.detail);
-            if (!folderReady) {
-                step.result = ResultFailed;
-                record(step);
-                return fail(StepBackup, keyFolder);
-            }
-        }
-        const bool done = CUninstallActions::backupDir(keyFolder, step.target, user, &step.detail);
-        step.result = done ? ResultDone : ResultFailed;
         record(step);
-        if (!done)
-            return fail(StepBackup, keyFolder);
+        if (step.result == ResultFailed)
+            return fail(step);
     }
     return true;
 }
@@ -166,10 +250,7 @@ bool CUninstallRun::backup(const UninstallUser &user)
 bool CUninstallRun::deleteFolder(Step stepKind, const UninstallUser &user, const QString &path)
 {
     starting(stepKind, user);
-    Record step;
-    step.step = stepKind;
-    step.user = user.name;
-    step.path = path;
+    Record step = userRecord(stepKind, user, path);
     if (!exists(path)) {
         step.result = ResultNothingToDo;
         record(step);
@@ -180,10 +261,10 @@ bool CUninstallRun::deleteFolder(Step stepKind, const UninstallUser &user, const
         record(step);
         return true;
     }
-    const bool done = CUninstallActions::deleteDir(path, &step.detail);
+    const bool done = CUninstallActions::deleteDir(path, &step.detail, &step.cause);
     step.result = done ? ResultDone : ResultFailed;
     record(step);
-    return done || fail(stepKind, path);
+    return done || fail(step);
 }
 
 bool CUninstallRun::removeInstallation(CAuthorization *authorization)
@@ -197,12 +278,15 @@ bool CUninstallRun::removeInstallation(CAuthorization *authorization)
         if (step.path.isEmpty())
             step.detail = QStringLiteral("not run from inside Brisvane.app");
         record(step);
-        return step.path.isEmpty() ? fail(StepRemoveInstallation, QString()) : true;
+        return step.path.isEmpty() ? fail(step) : true;
     }
     const bool done = CUninstallActions::removeAppBundle(*authorization, &step.detail, &step.path);
     step.result = done ? ResultDone : ResultFailed;
     record(step);
-    return done || fail(StepRemoveInstallation, QString());
+    if (done)
+        return true;
+    step.path.clear(); // the message names no folder
+    return fail(step);
 }
 
 void CUninstallRun::starting(Step step, const UninstallUser &user)
@@ -218,12 +302,13 @@ void CUninstallRun::record(const Record &made)
         m_Observer.recorded(made);
 }
 
-bool CUninstallRun::fail(Step step, const QString &path)
+bool CUninstallRun::fail(const Record &failed)
 {
     if (!m_Failed) {
         m_Failed = true;
-        m_FailedStep = step;
-        m_FailedPath = path;
+        m_FailedStep = failed.step;
+        m_FailedPath = failed.path;
+        m_FailedCause = failed.cause;
     }
     if (!m_Options.dryRun)
         skipRest();
@@ -263,14 +348,30 @@ void CUninstallRun::skipRest()
     }
 }
 
+QString CUninstallRun::lockFile(bool machineWide)
+{
+    if (machineWide)
+        return QStringLiteral("/var/run/com.brisvane.uninstaller.lock");
+    return QFileInfo(SupportLog::defaultPath()).absolutePath() + QStringLiteral("/Uninstaller.lock");
+}
+
 int CUninstallRun::exitCode() const
 {
+    if (m_Busy)
+        return C_EXIT_BUSY;
     return m_Failed ? 10 + int(m_FailedStep) : 0;
 }
 
 QString CUninstallRun::failureMessage() const
 {
+    if (m_Busy)
+        return QCoreApplication::translate("CMainWindow", C_BUSY_MESSAGE);
     return m_Failed ? failureMessage(m_FailedStep, m_FailedPath) : QString();
+}
+
+QString CUninstallRun::failureReason() const
+{
+    return m_Failed ? m_FailedCause.translatedText() : QString();
 }
 
 QString CUninstallRun::failureMessage(Step step, const QString &path)

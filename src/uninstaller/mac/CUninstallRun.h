@@ -38,6 +38,7 @@ public:
         QString target; // backups: the copy
         Result result = ResultPlanned;
         QString detail; // the error text, the script's output, the stopped ids
+        FailureCause cause; // a failure's entry and reason, when the system gave one
     };
 
     struct Options
@@ -49,7 +50,15 @@ public:
         // Stop every instance found; otherwise only the first.
         bool everyInstance = false;
         bool dryRun = false;
+        // Held for the whole run (not by a dry run); a run that finds it taken does
+        // nothing and fails with C_EXIT_BUSY. Empty: no lock.
+        QString lockFile;
     };
+
+    static const int C_EXIT_BUSY = 75;
+    // The lock a run takes: machine-wide in a folder only root may write to, or for the
+    // user beside the support log.
+    static QString lockFile(bool machineWide);
 
     // Told when a step begins (once for the quit step, once per user for the others)
     // and of every record as it is made. Called on the thread that runs the run.
@@ -67,11 +76,16 @@ public:
     const QList<Record> &records() const { return m_Records; }
     bool failed() const { return m_Failed; }
     Step failedStep() const { return m_FailedStep; }
-    // 0, or 10 to 14 for the step that failed (quit, backup, configuration, data, removal).
+    // 0, or 10 to 14 for the step that failed (quit, backup, configuration, data, removal),
+    // or C_EXIT_BUSY when another run holds the lock.
     int exitCode() const;
+    bool busy() const { return m_Busy; }
     // The window's message for the failure, translated when a catalogue is installed;
     // empty after success.
     QString failureMessage() const;
+    // The entry and the system's reason behind the failure, in the user's language;
+    // empty when there is none to tell.
+    QString failureReason() const;
 
     static QString failureMessage(Step step, const QString &path);
     static const char *stepName(Step step);
@@ -80,12 +94,15 @@ public:
 private:
     bool obtainRights(CAuthorization &authorization);
     bool quit();
+    bool forUser(const UninstallUser &user);
+    int existingKeyFolders(const UninstallUser &user) const;
+    Record userRecord(Step step, const UninstallUser &user, const QString &path) const;
     bool backup(const UninstallUser &user);
     bool deleteFolder(Step step, const UninstallUser &user, const QString &path);
     bool removeInstallation(CAuthorization *authorization);
     void starting(Step step, const UninstallUser &user);
     void record(const Record &record);
-    bool fail(Step step, const QString &path);
+    bool fail(const Record &failed);
     void skipRest();
     // Every record a run makes when nothing fails, in order, with nothing decided yet.
     QList<Record> plan() const;
@@ -96,4 +113,6 @@ private:
     bool m_Failed = false;
     Step m_FailedStep = StepQuit;
     QString m_FailedPath;
+    FailureCause m_FailedCause;
+    bool m_Busy = false;
 };

@@ -166,7 +166,7 @@ int run(int argc, char **argv)
         "Exit codes: 0 done (also when nothing was installed), 10 the product could not be "
         "stopped, 11 the key backup failed, 12 a configuration folder could not be deleted, "
         "13 a data folder could not be deleted, 14 the privileged removal failed, 64 bad "
-        "command line, 77 not permitted."));
+        "command line, 75 another uninstall is running, 77 not permitted."));
     const QCommandLineOption unattended(QStringLiteral("unattended"),
         QStringLiteral("Remove Brisvane without a window and without questions (root only)."));
     const QCommandLineOption dryRun(
@@ -222,7 +222,8 @@ int run(int argc, char **argv)
     QTextStream out(choice.report == QLatin1String("-") ? stderr : stdout);
     auto finish = [&](int exitCode, const QString &message,
                       const QList<CUninstallRun::Record> &records) {
-        if (exitCode == C_EXIT_USAGE || exitCode == C_EXIT_NOT_PERMITTED)
+        if (exitCode == C_EXIT_USAGE || exitCode == C_EXIT_NOT_PERMITTED
+            || exitCode == CUninstallRun::C_EXIT_BUSY)
             err() << message << '\n';
         else
             out << (message.isEmpty()
@@ -261,6 +262,8 @@ int run(int argc, char **argv)
     options.backup = choice.backup;
     options.dryRun = choice.dryRun;
     options.everyInstance = true;
+    // Root acts for other users: every root run, whoever started it, waits for the others.
+    options.lockFile = CUninstallRun::lockFile(::geteuid() == 0);
     options.quitUsers.clear();
     if (choice.allUsers) {
         options.quitUsers = {QString()}; // every instance, whoever runs it

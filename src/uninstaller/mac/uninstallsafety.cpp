@@ -5,6 +5,11 @@
 #include <QDirIterator>
 #include <QFile>
 
+#include <memory>
+
+#include <dirent.h>
+#include <fcntl.h>
+
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -163,53 +168,172 @@ bool verifyCopy(const QString &source, const QString &copy)
 
 namespace {
 
-bool handOverEntry(const QString &source, const QString &copy, qint64 uid, qint64 gid)
+bool failed(FailureCause *cause, const QByteArray &entry, int error)
 {
-    const QByteArray path = QFile::encodeName(copy);
+    if (cause)
+        *cause = FailureCause::system(QFile::decodeName(entry), error);
+    return false;
+}
+
+template<typename Call> auto retryOnEintr(Call call)
+{
+    auto result = call();
+    while (result < 0 && errno == EINTR)
+        result = call();
+    return result;
+}
+
+bool copyFile(const QByteArray &from, const QByteArray &to, FailureCause *cause, bool *made)
+{
+    // Only a regular file is read: a FIFO would block, a device might never end.
+    const int in = retryOnEintr(
+        [&] { return ::open(from.constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC); });
+    if (in < 0)
+        return failed(cause, from, errno);
     struct stat info;
-    if (::lstat(path.constData(), &info) != 0)
+    if (::fstat(in, &info) != 0 || !S_ISREG(info.st_mode)) {
+        ::close(in);
+        if (cause) {
+            *cause = FailureCause();
+            cause->entry = QFile::decodeName(from);
+            cause->ownReason = FailureCause::C_NOT_COPYABLE;
+        }
         return false;
-    if (uid >= 0 || gid >= 0) {
-        if (::lchown(path.constData(), uid_t(uid), gid_t(gid)) != 0) {
-            const int savedErrno = errno;
-            BV_CRITICAL() << "could not give" << copy << "to" << uid << gid
-                          << QString::fromLocal8Bit(::strerror(savedErrno));
-            return false;
-        }
     }
-    struct stat original;
-    if (S_ISDIR(info.st_mode) && !source.isEmpty()
-        && ::lstat(QFile::encodeName(source).constData(), &original) == 0
-        && S_ISDIR(original.st_mode)) {
-        if (::chmod(path.constData(), original.st_mode & 07777) != 0) {
-            const int savedErrno = errno;
-            BV_CRITICAL() << "could not set the mode of" << copy
-                          << QString::fromLocal8Bit(::strerror(savedErrno));
-            return false;
-        }
+    const int out = retryOnEintr([&] {
+        return ::open(to.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    });
+    if (out < 0) {
+        const int savedErrno = errno;
+        ::close(in);
+        return failed(cause, to, savedErrno);
     }
+    *made = true;
+    QByteArray buffer(64 * 1024, Qt::Uninitialized);
+    bool done = true;
+    for (;;) {
+        const ssize_t got = retryOnEintr([&] { return ::read(in, buffer.data(), buffer.size()); });
+        if (got < 0) {
+            done = failed(cause, from, errno);
+            break;
+        }
+        if (got == 0)
+            break;
+        for (ssize_t written = 0; done && written < got;) {
+            const ssize_t n = retryOnEintr(
+                [&] { return ::write(out, buffer.constData() + written, size_t(got - written)); });
+            if (n < 0)
+                done = failed(cause, to, errno);
+            else
+                written += n;
+        }
+        if (!done)
+            break;
+    }
+    ::close(in);
+    if (done && ::fchmod(out, info.st_mode & 07777) != 0)
+        done = failed(cause, to, errno);
+    // A full disk may only show when the data is written out.
+    if (::close(out) != 0 && done)
+        done = failed(cause, to, errno);
+    return done;
+}
+
+bool copyEntry(const QByteArray &from, const QByteArray &to, FailureCause *cause, bool *made)
+{
+    struct stat info;
+    if (::lstat(from.constData(), &info) != 0)
+        return failed(cause, from, errno);
+
+    if (S_ISLNK(info.st_mode)) {
+        QByteArray target(256, Qt::Uninitialized);
+        ssize_t n;
+        while ((n = ::readlink(from.constData(), target.data(), target.size())) == target.size())
+            target.resize(target.size() * 2);
+        if (n < 0)
+            return failed(cause, from, errno);
+        target.truncate(n);
+        if (::symlink(target.constData(), to.constData()) != 0)
+            return failed(cause, to, errno);
+        *made = true;
+        return true;
+    }
+
+    if (S_ISREG(info.st_mode))
+        return copyFile(from, to, cause, made);
+
+    if (!S_ISDIR(info.st_mode)) {
+        if (cause) {
+            *cause = FailureCause();
+            cause->entry = QFile::decodeName(from);
+            cause->ownReason = FailureCause::C_NOT_COPYABLE;
+        }
+        return false;
+    }
+
+    // Private while it fills; the original's mode once complete.
+    if (::mkdir(to.constData(), 0700) != 0)
+        return failed(cause, to, errno);
+    *made = true;
+    const std::unique_ptr<DIR, int (*)(DIR *)> dir(::opendir(from.constData()), &::closedir);
+    if (!dir)
+        return failed(cause, from, errno);
+    for (;;) {
+        errno = 0;
+        const dirent *entry = ::readdir(dir.get());
+        if (!entry) {
+            if (errno != 0)
+                return failed(cause, from, errno);
+            break;
+        }
+        const QByteArray name(entry->d_name);
+        if (name == "." || name == "..")
+            continue;
+        bool madeEntry = false;
+        if (!copyEntry(from + '/' + name, to + '/' + name, cause, &madeEntry))
+            return false;
+    }
+    if (::chmod(to.constData(), info.st_mode & 07777) != 0)
+        return failed(cause, to, errno);
     return true;
 }
 
 } // namespace
 
-bool plainTree(const QString &tree, QString *offending)
+bool copyTree(const QString &source, const QString &target, FailureCause *cause, bool *made)
 {
-    return everyEntry(tree, [offending](const QString &entry, const QString &) {
-        struct stat info;
-        if (::lstat(QFile::encodeName(entry).constData(), &info) == 0
-            && (S_ISDIR(info.st_mode) || S_ISREG(info.st_mode)))
-            return true;
-        *offending = entry;
-        return false;
-    });
+    bool madeTarget = false;
+    const bool done
+        = copyEntry(QFile::encodeName(source), QFile::encodeName(target), cause, &madeTarget);
+    if (made)
+        *made = madeTarget;
+    return done;
 }
 
-bool handOver(const QString &source, const QString &copy, qint64 uid, qint64 gid)
+bool makeUserFolder(const QString &folder, qint64 uid, qint64 gid, FailureCause *cause)
 {
-    return everyEntry(copy, [&](const QString &entry, const QString &relative) {
-        return handOverEntry(source.isEmpty() ? QString() : source + relative, entry, uid, gid);
-    });
+    const QByteArray path = QFile::encodeName(folder);
+    const bool made = ::mkdir(path.constData(), 0700) == 0;
+    if (!made && errno != EEXIST)
+        return failed(cause, path, errno);
+    // Whatever is there by that name is looked at through a descriptor that never
+    // follows a link, so the owner given is that of this very folder.
+    const int fd = ::open(path.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0)
+        return failed(cause, path, errno == ELOOP ? ENOTDIR : errno);
+    struct stat info;
+    bool done = ::fstat(fd, &info) == 0;
+    if (!done) {
+        failed(cause, path, errno);
+    } else if (made) {
+        if (::fchown(fd, uid_t(uid), gid_t(gid)) != 0 || ::fchmod(fd, 0700) != 0)
+            done = failed(cause, path, errno);
+    } else if (info.st_uid != uid_t(uid)) {
+        // Somebody else's folder: the user's backups do not go there.
+        done = failed(cause, path, EPERM);
+    }
+    ::close(fd);
+    return done;
 }
 
 } // namespace UninstallSafety

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "failurecause.h"
+
 #include <QString>
 
 // Safety checks the uninstaller adds around the destructive steps.
@@ -16,14 +18,17 @@ QString escapeForDoubleQuotes(const QString &text);
 // cannot have been copied faithfully and fails the check as well.
 bool verifyCopy(const QString &source, const QString &copy);
 
-// True when `tree` (not followed if it is a link) and everything below it are folders and
-// regular files only; otherwise `offending` names the first other entry.
-bool plainTree(const QString &tree, QString *offending);
+// Copies the key folder `source` to `target` (which must not exist yet) for a backup:
+// folders and regular files with their modes, symbolic links as links with the same
+// target, never followed. A FIFO, socket or device fails the copy. False at the first
+// entry that cannot be copied, with `cause` naming it; what was copied stays, and `made`
+// tells whether `target` was created by this call.
+bool copyTree(
+    const QString &source, const QString &target, FailureCause *cause, bool *made = nullptr);
 
-// Gives every folder in `copy` the mode of its counterpart in `source` (an empty source:
-// leaves the modes) and, when `uid` or `gid` is not -1, makes every entry of `copy` belong
-// to them. Links are changed themselves, never followed. False (with a critical line) at
-// the first entry that cannot be changed.
-bool handOver(const QString &source, const QString &copy, qint64 uid, qint64 gid);
+// Makes `folder` (mode 0700) for `uid`/`gid`, or accepts it when it is already a folder
+// of that user. A link by that name, or a folder of somebody else, fails (with `cause`).
+// For root, in a folder root chose.
+bool makeUserFolder(const QString &folder, qint64 uid, qint64 gid, FailureCause *cause);
 
 } // namespace UninstallSafety

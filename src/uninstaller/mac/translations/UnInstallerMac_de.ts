@@ -88,5 +88,53 @@ Bitte selbst löschen.</translation>
         <source>Unable to uninstall Brisvane</source>
         <translation>Brisvane konnte nicht deinstalliert werden</translation>
     </message>
+    <message>
+        <source>Another uninstall is running.</source>
+        <translation>Eine andere Deinstallation läuft bereits.</translation>
+    </message>
+    <message>
+        <source>not a folder, file or link</source>
+        <translation>weder Ordner noch Datei noch Verknüpfung</translation>
+    </message>
+    <message>
+        <source>the copy differs from the original</source>
+        <translation>die Kopie weicht vom Original ab</translation>
+    </message>
+    <message>
+        <source>Permission denied</source>
+        <translation>Keine Berechtigung</translation>
+    </message>
+    <message>
+        <source>Operation not permitted</source>
+        <translation>Vorgang nicht zulässig</translation>
+    </message>
+    <message>
+        <source>No space left on device</source>
+        <translation>Auf dem Gerät ist kein Speicherplatz mehr verfügbar</translation>
+    </message>
+    <message>
+        <source>Read-only file system</source>
+        <translation>Dateisystem ist nur lesbar</translation>
+    </message>
+    <message>
+        <source>Directory not empty</source>
+        <translation>Verzeichnis nicht leer</translation>
+    </message>
+    <message>
+        <source>No such file or directory</source>
+        <translation>Datei oder Verzeichnis nicht gefunden</translation>
+    </message>
+    <message>
+        <source>Not a directory</source>
+        <translation>Ist kein Verzeichnis</translation>
+    </message>
+    <message>
+        <source>Too many levels of symbolic links</source>
+        <translation>Zu viele Ebenen aus symbolischen Links</translation>
+    </message>
+    <message>
+        <source>Input/output error</source>
+        <translation>Eingabe-/Ausgabefehler</translation>
+    </message>
 </context>
 </TS>

@@ -88,5 +88,53 @@ Elimínelo usted mismo.</translation>
         <source>Unable to uninstall Brisvane</source>
         <translation>No se pudo desinstalar Brisvane</translation>
     </message>
+    <message>
+        <source>Another uninstall is running.</source>
+        <translation>Hay otra desinstalación en curso.</translation>
+    </message>
+    <message>
+        <source>not a folder, file or link</source>
+        <translation>no es una carpeta, un archivo ni un enlace</translation>
+    </message>
+    <message>
+        <source>the copy differs from the original</source>
+        <translation>la copia difiere del original</translation>
+    </message>
+    <message>
+        <source>Permission denied</source>
+        <translation>Permiso denegado</translation>
+    </message>
+    <message>
+        <source>Operation not permitted</source>
+        <translation>Operación no permitida</translation>
+    </message>
+    <message>
+        <source>No space left on device</source>
+        <translation>No queda espacio en el dispositivo</translation>
+    </message>
+    <message>
+        <source>Read-only file system</source>
+        <translation>Sistema de archivos de solo lectura</translation>
+    </message>
+    <message>
+        <source>Directory not empty</source>
+        <translation>La carpeta no está vacía</translation>
+    </message>
+    <message>
+        <source>No such file or directory</source>
+        <translation>No existe el archivo o la carpeta</translation>
+    </message>
+    <message>
+        <source>Not a directory</source>
+        <translation>No es una carpeta</translation>
+    </message>
+    <message>
+        <source>Too many levels of symbolic links</source>
+        <translation>Demasiados niveles de enlaces simbólicos</translation>
+    </message>
+    <message>
+        <source>Input/output error</source>
+        <translation>Error de entrada/salida</translation>
+    </message>
 </context>
 </TS>

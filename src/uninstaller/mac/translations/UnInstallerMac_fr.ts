@@ -88,5 +88,53 @@ Veuillez le supprimer vous-même.</translation>
         <source>Unable to uninstall Brisvane</source>
         <translation>Impossible de désinstaller Brisvane</translation>
     </message>
+    <message>
+        <source>Another uninstall is running.</source>
+        <translation>Une autre désinstallation est en cours.</translation>
+    </message>
+    <message>
+        <source>not a folder, file or link</source>
+        <translation>ni un dossier, ni un fichier, ni un lien</translation>
+    </message>
+    <message>
+        <source>the copy differs from the original</source>
+        <translation>la copie diffère de l'original</translation>
+    </message>
+    <message>
+        <source>Permission denied</source>
+        <translation>Permission non accordée</translation>
+    </message>
+    <message>
+        <source>Operation not permitted</source>
+        <translation>Opération non permise</translation>
+    </message>
+    <message>
+        <source>No space left on device</source>
+        <translation>Aucun espace disponible sur le périphérique</translation>
+    </message>
+    <message>
+        <source>Read-only file system</source>
+        <translation>Système de fichiers accessible en lecture seulement</translation>
+    </message>
+    <message>
+        <source>Directory not empty</source>
+        <translation>Le dossier n'est pas vide</translation>
+    </message>
+    <message>
+        <source>No such file or directory</source>
+        <translation>Aucun fichier ou dossier de ce type</translation>
+    </message>
+    <message>
+        <source>Not a directory</source>
+        <translation>N'est pas un dossier</translation>
+    </message>
+    <message>
+        <source>Too many levels of symbolic links</source>
+        <translation>Trop de niveaux de liens symboliques</translation>
+    </message>
+    <message>
+        <source>Input/output error</source>
+        <translation>Erreur d'entrée/sortie</translation>
+    </message>
 </context>
 </TS>

@@ -88,5 +88,53 @@ Eliminarlo manualmente.</translation>
         <source>Unable to uninstall Brisvane</source>
         <translation>Impossibile disinstallare Brisvane</translation>
     </message>
+    <message>
+        <source>Another uninstall is running.</source>
+        <translation>È in corso un'altra disinstallazione.</translation>
+    </message>
+    <message>
+        <source>not a folder, file or link</source>
+        <translation>non è una cartella, un file o un collegamento</translation>
+    </message>
+    <message>
+        <source>the copy differs from the original</source>
+        <translation>la copia è diversa dall'originale</translation>
+    </message>
+    <message>
+        <source>Permission denied</source>
+        <translation>Permesso negato</translation>
+    </message>
+    <message>
+        <source>Operation not permitted</source>
+        <translation>Operazione non permessa</translation>
+    </message>
+    <message>
+        <source>No space left on device</source>
+        <translation>Spazio esaurito sul dispositivo</translation>
+    </message>
+    <message>
+        <source>Read-only file system</source>
+        <translation>File system in sola lettura</translation>
+    </message>
+    <message>
+        <source>Directory not empty</source>
+        <translation>Cartella non vuota</translation>
+    </message>
+    <message>
+        <source>No such file or directory</source>
+        <translation>File o cartella inesistente</translation>
+    </message>
+    <message>
+        <source>Not a directory</source>
+        <translation>Non è una cartella</translation>
+    </message>
+    <message>
+        <source>Too many levels of symbolic links</source>
+        <translation>Troppi livelli di collegamenti simbolici</translation>
+    </message>
+    <message>
+        <source>Input/output error</source>
+        <translation>Errore di input/output</translation>
+    </message>
 </context>
 </TS>

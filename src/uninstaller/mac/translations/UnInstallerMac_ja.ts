@@ -88,5 +88,53 @@ Please delete by yourself.</source>
         <source>Unable to uninstall Brisvane</source>
         <translation>Brisvane をアンインストールできませんでした</translation>
     </message>
+    <message>
+        <source>Another uninstall is running.</source>
+        <translation>別のアンインストールが実行中です。</translation>
+    </message>
+    <message>
+        <source>not a folder, file or link</source>
+        <translation>フォルダ、ファイル、リンクのいずれでもありません</translation>
+    </message>
+    <message>
+        <source>the copy differs from the original</source>
+        <translation>コピーが元のデータと一致しません</translation>
+    </message>
+    <message>
+        <source>Permission denied</source>
+        <translation>許可がありません</translation>
+    </message>
+    <message>
+        <source>Operation not permitted</source>
+        <translation>操作は許可されていません</translation>
+    </message>
+    <message>
+        <source>No space left on device</source>
+        <translation>デバイスに空き領域がありません</translation>
+    </message>
+    <message>
+        <source>Read-only file system</source>
+        <translation>読み込み専用のファイルシステムです</translation>
+    </message>
+    <message>
+        <source>Directory not empty</source>
+        <translation>ディレクトリが空ではありません</translation>
+    </message>
+    <message>
+        <source>No such file or directory</source>
+        <translation>そのようなファイルやディレクトリはありません</translation>
+    </message>
+    <message>
+        <source>Not a directory</source>
+        <translation>ディレクトリではありません</translation>
+    </message>
+    <message>
+        <source>Too many levels of symbolic links</source>
+        <translation>シンボリックリンクの階層が多すぎます</translation>
+    </message>
+    <message>
+        <source>Input/output error</source>
+        <translation>入出力エラーです</translation>
+    </message>
 </context>
 </TS>
