@@ -2,8 +2,9 @@
 # Takes the screenshots of the uninstaller kept in docs/: the staged program itself, run
 # from a throw-away sandbox in a private X server, its buttons pressed by xdotool.
 #   tools/screenshots.sh [--out DIR] [--lang "en de"] <build dir>
-# For each language: uninstaller-start, -progress, -done and -error (a home folder deep
-# enough that the error line is shortened), named uninstaller-<page>.png for English
+# For each language: uninstaller-start, -progress, -done and -error (an entry of the data
+# folder that cannot be deleted, "Permission denied", in a home folder deep enough that
+# the lines are shortened), named uninstaller-<page>.png for English
 # and uninstaller-<page>-<lang>.png otherwise. Languages: en and those staged (de fr es
 # it ja). Needs Xvfb, xdotool and ImageMagick's import (tools/install-deps).
 #
@@ -25,6 +26,8 @@ while [ $# -gt 1 ]; do
 done
 [ $# -eq 1 ] || { echo "usage: tools/screenshots.sh [--out DIR] [--lang \"en de\"] <build dir>" >&2; exit 2; }
 stage=$(cd "$1" && pwd)/stage/Brisvane
+# Root may delete anything: the fault injector refuses the one entry, as the system would.
+faultinject=$(cd "$1" && pwd)/tests/fsapi/faultinject/libbv_faultinject.so
 [ -x "$stage/Brisvane.app/Contents/MacOS/UnInstallerMac" ] || {
     echo "no staged program in $1: build the target stage first" >&2
     exit 1
@@ -93,6 +96,7 @@ start_uninstaller() {
             XDG_DATA_HOME=$home/.local/share XDG_STATE_HOME=$sandbox/state \
             XDG_RUNTIME_DIR=$sandbox/runtime BV_SANDBOX=$sandbox \
             PATH="$repo/tools/sandbox-bin:$PATH"
+        [ -z "${preload:-}" ] || export LD_PRELOAD=$preload BV_FAULT_UNLINK=settings.db
         exec env LANG="$locale" LC_ALL="$locale" "$program" 2>"$sandbox/stderr.log"
     ) &
     pid=$!
@@ -142,11 +146,11 @@ for lang in $languages; do
     wait "$product" 2>/dev/null || true
     press_cancel_or_close
 
-    # The error strip: a configuration "folder" that is a file, in a deep home folder.
+    # The error strip: a file in the data folder that may not be deleted, in a deep home.
     make_sandbox "error-$lang" "Users/$(printf 'a%.0s' $(seq 1 40))/$(printf 'b%.0s' $(seq 1 40))"
-    rm -r "$home/.config/Brisvane"
-    echo >"$home/.config/Brisvane"
-    start_uninstaller "$lang"
+    mkdir "$home/.bv2/not-yours"
+    echo >"$home/.bv2/not-yours/settings.db"
+    preload=$faultinject start_uninstaller "$lang"
     press_uninstall
     wait_for "run_ended" 600
     sleep 1 # the strip slides open

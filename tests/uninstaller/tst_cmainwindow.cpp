@@ -429,6 +429,10 @@ void tst_CMainWindow::longPath()
             for (const QString &line : lines)
                 QVERIFY2(
                     metrics.horizontalAdvance(line) <= room, qPrintable(language + ": " + line));
+            // The entry gives way, the reason is read whole.
+            QVERIFY2(lines.last().endsWith(
+                         ": " + QCoreApplication::translate("CMainWindow", "Not a directory")),
+                qPrintable(lines.last()));
             // What is cut is the middle: both ends of the line still show.
             const QString full = expected.split('\n').first();
             QVERIFY2(lines.first().contains(u'\u2026'), qPrintable(lines.first()));

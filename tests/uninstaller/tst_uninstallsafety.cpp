@@ -5,6 +5,8 @@
 #include <QFile>
 #include <QTemporaryDir>
 
+#include <unistd.h>
+
 class tst_UninstallSafety : public QObject
 {
     Q_OBJECT
@@ -14,6 +16,10 @@ private slots:
     void escapedNameSurvivesTheShell();
     void verifyCopy_data();
     void verifyCopy();
+    void copyTree_data();
+    void copyTree();
+    void makeUserFolder_data();
+    void makeUserFolder();
 };
 
 void tst_UninstallSafety::escapedNameSurvivesTheShell_data()
@@ -91,6 +97,84 @@ void tst_UninstallSafety::verifyCopy()
     QStringList messages = capture.messages();
     messages.replaceInStrings(QRegularExpression(QStringLiteral(" : \\d+ : ")), " : # : ");
     QCOMPARE(messages, expected);
+}
+
+// A backup copies what is there as it is: links stay links and are never followed.
+void tst_UninstallSafety::copyTree_data()
+{
+    QTest::addColumn<QString>("setup"); // in the test folder; pss is the key folder
+    QTest::addColumn<QString>("cause"); // %1 = the test folder; empty = copied
+    QTest::addColumn<bool>("made"); // whether the copy was begun
+    QTest::addColumn<QString>("check"); // shell, afterwards
+
+    const QString tree = "mkdir -p pss/sub/deeper pss/empty outside; echo secret >outside/x;"
+                         " printf key >pss/a.key; head -c 300000 /dev/urandom >pss/sub/big.key;"
+                         " chmod 600 pss/a.key; chmod 700 pss pss/sub; ";
+    // clang-format off
+    QTest::newRow("folders, files and links as they are") << tree + "ln -s a.key pss/link; ln -s /nowhere pss/dangling; ln -s ../../outside pss/sub/deeper/up" << "" << true
+        << "[ $(stat -c %a copy) = 700 ] && [ $(stat -c %a copy/a.key) = 600 ] && [ $(stat -c %a copy/sub) = 700 ] && cmp pss/sub/big.key copy/sub/big.key"
+           " && [ \"$(readlink copy/link)\" = a.key ] && [ \"$(readlink copy/dangling)\" = /nowhere ] && [ \"$(readlink copy/sub/deeper/up)\" = ../../outside ]"
+           " && [ ! -e /nowhere ] && [ -d copy/empty ]";
+    QTest::newRow("the key folder itself a link") << tree + "mv pss real; ln -s real pss" << "" << true << "[ \"$(readlink copy)\" = real ]";
+    QTest::newRow("a pipe") << tree + "mkfifo pss/sub/pipe" << "%1/pss/sub/pipe: not a folder, file or link" << true << "[ ! -e copy/sub/pipe ]";
+    QTest::newRow("the copy exists already") << tree + "mkdir copy; echo mine >copy/mine" << "%1/copy: File exists" << false << "grep -qx mine copy/mine";
+    // clang-format on
+}
+
+void tst_UninstallSafety::copyTree()
+{
+    QFETCH(QString, setup);
+    QFETCH(QString, cause);
+    QFETCH(bool, made);
+    QFETCH(QString, check);
+
+    QTemporaryDir dir;
+    QVERIFY2(dir.isValid(), qPrintable(dir.errorString()));
+    QCOMPARE(QProcess::execute("/bin/sh", {"-ec", "cd \"$0\"; " + setup, dir.path()}), 0);
+    FailureCause why;
+    bool begun = false;
+    const bool copied
+        = UninstallSafety::copyTree(dir.filePath("pss"), dir.filePath("copy"), &why, &begun);
+    QCOMPARE(why.text(), cause.arg(dir.path()));
+    QCOMPARE(copied, cause.isEmpty());
+    QCOMPARE(begun, made);
+    if (copied)
+        QVERIFY(UninstallSafety::verifyCopy(dir.filePath("pss"), dir.filePath("copy")));
+    QCOMPARE(QProcess::execute("/bin/sh", {"-ec", "cd \"$0\"; " + check, dir.path()}), 0);
+}
+
+// Root makes the user's folder inside a folder of its choice; whatever already stands
+// under that name must not be handed to the user.
+void tst_UninstallSafety::makeUserFolder_data()
+{
+    QTest::addColumn<QString>("setup");
+    QTest::addColumn<QString>("cause"); // %1 = the folder; empty = made or accepted
+    QTest::addColumn<QString>("check");
+
+    QTest::newRow("made for the user") << "" << "" << "[ $(stat -c %u:%g:%a alice) = 4101:4102:700 ]";
+    QTest::newRow("the user's own from before") << "mkdir alice; chown 4101 alice" << "" << "[ $(stat -c %u alice) = 4101 ]";
+    QTest::newRow("a link by that name") << "mkdir target; ln -s target alice" << "%1: Not a directory"
+                                         << "[ $(stat -c %u target) = 0 ]";
+    QTest::newRow("somebody else's folder") << "mkdir alice" << "%1: Operation not permitted"
+                                            << "[ $(stat -c %u alice) = 0 ]";
+}
+
+void tst_UninstallSafety::makeUserFolder()
+{
+    QFETCH(QString, setup);
+    QFETCH(QString, cause);
+    QFETCH(QString, check);
+    if (::geteuid() != 0)
+        QSKIP("Making a folder for another user needs root");
+
+    QTemporaryDir dir;
+    QVERIFY2(dir.isValid(), qPrintable(dir.errorString()));
+    QCOMPARE(QProcess::execute("/bin/sh", {"-ec", "cd \"$0\"; " + setup, dir.path()}), 0);
+    FailureCause why;
+    QCOMPARE(UninstallSafety::makeUserFolder(dir.filePath("alice"), 4101, 4102, &why),
+        cause.isEmpty());
+    QCOMPARE(why.text(), cause.arg(dir.filePath("alice")));
+    QCOMPARE(QProcess::execute("/bin/sh", {"-ec", "cd \"$0\"; " + check, dir.path()}), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_UninstallSafety)

@@ -165,7 +165,7 @@ void CMainWindow::setProgressText(const QString &text)
     m_Ui.lblProgressInfo->setText(text);
 }
 
-void CMainWindow::showFailure(const QString &message, const QString &reason)
+void CMainWindow::showFailure(const QString &message, const FailureCause &cause)
 {
     m_Ui.stackedWidget->setCurrentIndex(PageError);
 
@@ -181,11 +181,28 @@ void CMainWindow::showFailure(const QString &message, const QString &reason)
         - 2 * m_Ui.frameErrorsUninstaller->frameWidth() - 2 * m_Ui.UIErrorsContent->frameWidth()
         - inner.left() - inner.right() - m_Ui.lblErrorsIcon->maximumWidth() - 5 - 2 * spacing
         - 2 * m_Ui.lblErrorsText->margin() - 2 * m_Ui.lblErrorsText->frameWidth();
-    // The system's reason goes on a line of its own below the message.
-    const QString whole = reason.isEmpty() ? message : message + QLatin1Char('\n') + reason;
-    QStringList lines = whole.split(QLatin1Char('\n'));
+    QStringList lines = message.split(QLatin1Char('\n'));
     for (QString &line : lines)
         line = metrics.elidedText(line, Qt::ElideMiddle, width);
+    // The system's reason goes on a line of its own below the message; the entry it names
+    // gives way to it, the reason is read whole.
+    QString whole = message;
+    if (!cause.isEmpty()) {
+        whole += QLatin1Char('\n') + cause.translatedText();
+        const QString reason = cause.translatedReason();
+        if (cause.entry.isEmpty()) {
+            lines.append(metrics.elidedText(reason, Qt::ElideRight, width));
+        } else {
+            const QString separator = QStringLiteral(": ");
+            // A character to spare: the parts measured apart may come out a pixel wider
+            // together.
+            const int room = width - metrics.horizontalAdvance(separator + reason)
+                - metrics.averageCharWidth();
+            lines.append(metrics.elidedText(cause.entry, Qt::ElideMiddle, qMax(room, width / 3))
+                + separator + reason);
+            lines.last() = metrics.elidedText(lines.last(), Qt::ElideRight, width);
+        }
+    }
     const QString shown = lines.join(QLatin1Char('\n'));
     m_Ui.lblErrorsText->setToolTip(shown == whole ? QString() : whole);
     // The strip holds two lines; a reason below a two-line message makes it a line taller.
@@ -255,13 +272,13 @@ void CMainWindow::onRunFinished()
     m_Run->wait();
     const bool failed = m_Run->result().failed();
     const QString message = m_Run->result().failureMessage();
-    const QString reason = m_Run->result().failureReason();
+    const FailureCause cause = m_Run->result().failureCause();
     m_Run->deleteLater();
     m_Run = nullptr;
     QCoreApplication::instance()->removeEventFilter(this);
 
     if (failed) {
-        showFailure(message, reason);
+        showFailure(message, cause);
         emit runFinished();
         return;
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "failurecause.h"
 #include "gui/dialogs/CMessageFrame.h"
 #include "uninstaller/mac/UninstallMainWindowForm.h"
 
@@ -50,7 +51,7 @@ private:
     void reset();
     void setProgress(int value);
     void setProgressText(const QString &text);
-    void showFailure(const QString &message, const QString &reason);
+    void showFailure(const QString &message, const FailureCause &cause);
     void pressDefaultButton();
     void pressCancel();
 

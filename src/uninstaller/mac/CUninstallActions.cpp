@@ -12,6 +12,7 @@
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QProcess>
 #include <QTextStream>
@@ -67,6 +68,27 @@ bool guarded(const char *function, const char *what, QString *detail, Work work)
             << "! Unkown exception.";
     }
     return false;
+}
+
+// Removes what a deletion left of `path`, deepest entries first, and `path` itself; the
+// first entry that cannot be removed and why, or nothing when all went.
+FailureCause removeRemains(const QString &path)
+{
+    QStringList remains;
+    QDirIterator it(path, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+        QDirIterator::Subdirectories);
+    while (it.hasNext())
+        remains.append(it.next());
+    remains.append(path);
+    for (auto entry = remains.crbegin(); entry != remains.crend(); ++entry) {
+        const QByteArray bytes = QFile::encodeName(*entry);
+        struct stat info;
+        if (::lstat(bytes.constData(), &info) != 0)
+            continue;
+        if ((S_ISDIR(info.st_mode) ? ::rmdir(bytes.constData()) : ::unlink(bytes.constData())) != 0)
+            return FailureCause::system(*entry, errno);
+    }
+    return FailureCause();
 }
 
 } // namespace
@@ -214,10 +236,10 @@ bool CUninstallActions::deleteDir(const QString &path, QString *detail, FailureC
             return true;
         if (fs.deleteDirectory(path, true))
             return true;
-        // The folder was emptied but stays: asking again tells why.
-        why = FailureCause::system(
-            path, ::rmdir(QFile::encodeName(path).constData()) == 0 ? 0 : errno);
-        if (why.error == 0)
+        // The walk reports only its last entry, and a folder it could not remove only
+        // as a folder that is not empty: a second pass over what stays names the entry.
+        why = removeRemains(path);
+        if (why.isEmpty())
             return true;
         getLogMessageTemplate(BV_SOURCE_FILE, "deleteDir", __LINE__, QtCriticalMsg)
             << "Failed to delete" << path << why.reason();

@@ -369,11 +369,6 @@ QString CUninstallRun::failureMessage() const
     return m_Failed ? failureMessage(m_FailedStep, m_FailedPath) : QString();
 }
 
-QString CUninstallRun::failureReason() const
-{
-    return m_Failed ? m_FailedCause.translatedText() : QString();
-}
-
 QString CUninstallRun::failureMessage(Step step, const QString &path)
 {
     const QString text = QCoreApplication::translate("CMainWindow", C_FAILURE_MESSAGES[step]);

@@ -83,9 +83,8 @@ public:
     // The window's message for the failure, translated when a catalogue is installed;
     // empty after success.
     QString failureMessage() const;
-    // The entry and the system's reason behind the failure, in the user's language;
-    // empty when there is none to tell.
-    QString failureReason() const;
+    // The entry and the system's reason behind the failure; empty when there is none.
+    FailureCause failureCause() const { return m_Failed ? m_FailedCause : FailureCause(); }
 
     static QString failureMessage(Step step, const QString &path);
     static const char *stepName(Step step);
