@@ -1,5 +1,6 @@
 #include "CMainWindow.h"
 #include "CUninstallActions.h"
+#include "CUninstallRun.h"
 #include "startup.h"
 
 #include "system/linux/CPolkitEnvironment.h"
@@ -17,6 +18,7 @@
 #include <QScopeGuard>
 #include <QSignalSpy>
 #include <QStackedWidget>
+#include <QLockFile>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <QTranslator>
@@ -328,6 +330,17 @@ void tst_CMainWindow::declinedPrompt()
     QVERIFY(ui.box->isEnabled() && ui.ok()->isEnabled());
     QCOMPARE(ui.ok()->text(), QStringLiteral("Uninstall"));
     QVERIFY(ui.backupCheck->isEnabled() && ui.backupCheck->isChecked());
+
+    // Another run of this user holds the lock: this one touches nothing either.
+    g_DeclinePrompt = false;
+    QLockFile other(CUninstallRun::lockFile(false));
+    QVERIFY(other.tryLock(0));
+    QVERIFY(ui.runToEnd());
+    QCOMPARE(ui.message(), QStringLiteral("Another uninstall is running."));
+    for (const QString &file : before)
+        QVERIFY2(QFileInfo::exists(home(file)), qPrintable(file));
+    QCOMPARE(product.state(), QProcess::Running);
+    QCOMPARE(ui.ok()->text(), QStringLiteral("Uninstall"));
 }
 
 // While a step runs the window takes no input and cannot be closed or quit; it shows how
