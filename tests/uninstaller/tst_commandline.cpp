@@ -302,7 +302,7 @@ void tst_CommandLine::help()
         {"--unattended", "--dry-run", "--no-backup", "--backup-dir <DIR>", "--user <NAME>",
             "--all-users", "--report <FILE>", "--log <FILE>", "-h, --help", "-v, --version"})
         QVERIFY2(help.contains(QLatin1String(option)), option);
-    for (const char *code : {" 0 ", " 10 ", " 11 ", " 12 ", " 13 ", " 14 ", " 64 ", " 77 "})
+    for (const char *code : {" 0 ", " 10 ", " 11 ", " 12 ", " 13 ", " 14 ", " 64 ", " 75 ", " 77 "})
         QVERIFY2(help.contains(QLatin1String(code)), code);
 }
 

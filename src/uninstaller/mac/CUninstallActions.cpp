@@ -230,7 +230,7 @@ bool CUninstallActions::deleteDir(const QString &path, QString *detail, FailureC
     const bool done = guarded("deleteDir", "deleteData failed", &thrown, [&] {
         CFSOperations fs;
         // A link where the folder should be goes as a link; what it points to is not ours.
-        if (QFileInfo(path).isSymLink())
+        if (QFileInfo(path).isSymbolicLink())
             return fs.deleteFile(path, true);
         if (!fs.directoryExists(path))
             return true;
