@@ -106,6 +106,22 @@ inline const char *childMode()
     return std::getenv("BV_TEST_CHILD");
 }
 
+// Runs `script` with bash -e in `folder` ("$1", "$2"... are `arguments`). Answers nothing
+// when it succeeds and its trace when it fails, so that a failed check names its command.
+inline QByteArray shell(const QString &folder, const QString &script,
+    const QStringList &arguments = {}, int timeoutMs = 60000)
+{
+    QProcess bash;
+    bash.setWorkingDirectory(folder);
+    bash.start(QStringLiteral("/bin/bash"), QStringList {"-exc", script, "bash"} + arguments);
+    if (bash.waitForFinished(timeoutMs) && bash.exitStatus() == QProcess::NormalExit
+        && bash.exitCode() == 0)
+        return QByteArray();
+    bash.kill();
+    bash.waitForFinished();
+    return "failed:\n" + bash.readAllStandardError().right(4000);
+}
+
 } // namespace BvTest
 
 // Like QTEST_MAIN, but a child started by BvTest::runChild() runs

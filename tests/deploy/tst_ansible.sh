@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Runs deploy/ansible/uninstall-brisvane.yml for real with ansible-playbook against
 # localhost (connection local) over a sandbox installation: the staged product copied
-# into the sandbox, run by an account of a user database of the test's own
-# (bv_fakepasswd), with the removal script's stand-ins first on PATH.
-#   tst_ansible.sh <source dir> <staged product dir> <bv_fakepasswd.so>
+# into the sandbox, run by an account of a user database of the test's own (the
+# sandbox's run/passwd, see tests/common/private-run), with the removal script's
+# stand-ins first on PATH.
+#   tst_ansible.sh <source dir> <staged product dir>
 # Exits 77 (skipped) without root or ansible-playbook.
 set -euo pipefail
-src=$1 staged=$2 fakepasswd=$3
+src=$1 staged=$2
 
 [ "$(id -u)" -eq 0 ] || { echo "skipped: acting for another account needs root"; exit 77; }
 command -v ansible-playbook >/dev/null || { echo "skipped: ansible-playbook is missing (tools/install-deps)"; exit 77; }
@@ -31,7 +32,8 @@ cd "$sandbox"
 
 # alice used the product: keys, configuration, the product running as her.
 home=$sandbox/homes/alice
-printf 'root:x:0:0:root:/root:/bin/bash\nalice:x:4101:4101::%s:/bin/bash\n' "$home" >passwd
+printf 'root:x:0:0:root:/root:/bin/bash\nalice:x:4101:4101::%s:/bin/bash\n' "$home" >run/passwd
+mount --bind run/passwd /etc/passwd
 mkdir -p "$home/.bv2/pss" "$home/.config/Brisvane" "$home/Documents" Apps remote
 echo "alice's key" >"$home/.bv2/pss/id.key"
 echo >"$home/.config/Brisvane/Brisvane.conf"
@@ -54,8 +56,7 @@ vars() { # <uninstaller arguments as a JSON list>
  "uninstaller": "$sandbox/Apps/Brisvane/Brisvane.app/Contents/MacOS/UnInstallerMac",
  "uninstaller_args": $1,
  "uninstaller_environment": {"BV_SANDBOX": "$sandbox", "PATH": "$src/tools/sandbox-bin:$PATH",
-     "LD_PRELOAD": "$fakepasswd", "BV_PASSWD_FILE": "$sandbox/passwd",
-     "ASAN_OPTIONS": "${ASAN_OPTIONS:-}:verify_asan_link_order=0", "LSAN_OPTIONS": "${LSAN_OPTIONS:-}"},
+     "ASAN_OPTIONS": "${ASAN_OPTIONS:-}", "LSAN_OPTIONS": "${LSAN_OPTIONS:-}"},
  "report_dir": "$sandbox/remote", "reports_local": "$sandbox/reports"}
 JSON
 }
