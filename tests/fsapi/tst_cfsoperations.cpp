@@ -7,101 +7,54 @@
 #include <functional>
 
 using namespace FsTest;
-
-namespace {
-const char *const kSource = "CFSOperations.cpp";
-const QStringList kFailed {"internalSafeExchangeFile|Failed to internalSafeExchangeFile failed",
-    "internalSafeExchangeFile|DoesNotExist:\tSpecified file/directory doesn't exist"};
-} // namespace
+using Thrower = std::function<void(const CException *cause)>;
+Q_DECLARE_METATYPE(Thrower)
 
 class tst_CFSOperations : public QObject
 {
     Q_OBJECT
 
 private slots:
+    void exceptions_data();
+    void exceptions();
     void exchange_data();
     void exchange();
     void emptyArguments();
-    void exceptionDescriptions_data();
-    void exceptionDescriptions();
-    void causeIsCloned_data();
-    void causeIsCloned();
 };
 
-void tst_CFSOperations::exceptionDescriptions_data()
-{
-    QTest::addColumn<int>("kind");
-    QTest::addColumn<QString>("header");
-    QTest::newRow("FileSystemException") << 0 << "FileSystemException:\tFileSystem Exception";
-    QTest::newRow("DoesNotExist") << 1 << "DoesNotExist:\tSpecified file/directory doesn't exist";
-    QTest::newRow("FileExists") << 2 << "FileExists:\tSpecified file already exists";
-    QTest::newRow("DirectoryExists") << 3 << "DirectoryExists:\tSpecified directory already exists";
-}
-
-// The report starts with the class's own name and description, also for a clone.
-void tst_CFSOperations::exceptionDescriptions()
-{
-    QFETCH(int, kind);
-    QFETCH(QString, header);
-    using namespace Exceptions;
-    const CCallStack stack;
-    QScopedPointer<CException> e;
-    switch (kind) {
-    case 0:
-        e.reset(new FileSystemException("f", "x.cpp", 1, "m", stack, nullptr, -1, -1, nullptr));
-        break;
-    case 1:
-        e.reset(new DoesNotExist("f", "x.cpp", 1, "m", stack, nullptr, -1, -1, nullptr));
-        break;
-    case 2:
-        e.reset(new FileExists("f", "x.cpp", 1, "m", stack, nullptr, -1, -1, nullptr));
-        break;
-    default:
-        e.reset(new DirectoryExists("f", "x.cpp", 1, "m", stack, nullptr, -1, -1, nullptr));
-        break;
-    }
-    QScopedPointer<CException> copy(e->clone());
-    QCOMPARE(QString::fromLatin1(e->what()).section('\n', 0, 0), header);
-    QCOMPARE(QString::fromLatin1(copy->what()).section('\n', 0, 0), header);
-}
-
-namespace {
-using Thrower = std::function<void(const CException *cause)>;
-}
-Q_DECLARE_METATYPE(Thrower)
-
-void tst_CFSOperations::causeIsCloned_data()
+void tst_CFSOperations::exceptions_data()
 {
     using namespace Exceptions;
     QTest::addColumn<Thrower>("thrower");
-    QTest::addColumn<QString>("type");
+    QTest::addColumn<QString>("header"); // what()'s first line, also of a clone
     const CCallStack s;
+    const QString fs = "FileSystemException:\tFileSystem Exception",
+                  gone = "DoesNotExist:\tSpecified file/directory doesn't exist",
+                  exists = "FileExists:\tSpecified file already exists";
     // clang-format off
-    QTest::newRow("FileSystemException") << Thrower([s](const CException *c) { throw new FileSystemException("f", "x.cpp", 1, "m", s, c, -1, -1, nullptr); }) << "FileSystemException";
-    QTest::newRow("DoesNotExist")        << Thrower([s](const CException *c) { throw new DoesNotExist("f", "x.cpp", 1, "m", s, c, -1, -1, nullptr); }) << "DoesNotExist";
-    QTest::newRow("FileExists")          << Thrower([s](const CException *c) { throw new FileExists("f", "x.cpp", 1, "m", s, c, -1, -1, nullptr); }) << "FileExists";
-    QTest::newRow("DirectoryExists")     << Thrower([s](const CException *c) { throw new DirectoryExists("f", "x.cpp", 1, "m", s, c, -1, -1, nullptr); }) << "DirectoryExists";
-    QTest::newRow("THROW_SYSTEM_EXCEPTION_WITH_CAUSE_FileSystemException") << Thrower([](const CException *c) { THROW_SYSTEM_EXCEPTION_WITH_CAUSE_FileSystemException("f", "x.cpp", 1, "m", -1, -1, c); }) << "FileSystemException";
-    QTest::newRow("THROW_EXCEPTION_WITH_CAUSE_FROM_SUB_FileSystemException") << Thrower([](const CException *c) { THROW_EXCEPTION_WITH_CAUSE_FROM_SUB_FileSystemException("f", "x.cpp", 1, "m", -1, -1, c, "Invalid parameter"); }) << "FileSystemException";
-    QTest::newRow("THROW_SYSTEM_EXCEPTION_WITH_CAUSE_DoesNotExist") << Thrower([](const CException *c) { THROW_SYSTEM_EXCEPTION_WITH_CAUSE_DoesNotExist("f", "x.cpp", 1, "m", -1, -1, c); }) << "DoesNotExist";
-    QTest::newRow("THROW_SYSTEM_EXCEPTION_WITH_CAUSE_FileExists") << Thrower([](const CException *c) { THROW_SYSTEM_EXCEPTION_WITH_CAUSE_FileExists("f", "x.cpp", 1, "m", -1, -1, c); }) << "FileExists";
+    QTest::newRow("FileSystemException") << Thrower([s](const CException *c) { throw new FileSystemException("f", "x.cpp", 1, "m", s, c, -1, -1, nullptr); }) << fs;
+    QTest::newRow("DoesNotExist")        << Thrower([s](const CException *c) { throw new DoesNotExist("f", "x.cpp", 1, "m", s, c, -1, -1, nullptr); }) << gone;
+    QTest::newRow("FileExists")          << Thrower([s](const CException *c) { throw new FileExists("f", "x.cpp", 1, "m", s, c, -1, -1, nullptr); }) << exists;
+    QTest::newRow("DirectoryExists")     << Thrower([s](const CException *c) { throw new DirectoryExists("f", "x.cpp", 1, "m", s, c, -1, -1, nullptr); }) << "DirectoryExists:\tSpecified directory already exists";
+    QTest::newRow("THROW_SYSTEM_EXCEPTION_WITH_CAUSE_FileSystemException") << Thrower([](const CException *c) { THROW_SYSTEM_EXCEPTION_WITH_CAUSE_FileSystemException("f", "x.cpp", 1, "m", -1, -1, c); }) << fs;
+    QTest::newRow("THROW_EXCEPTION_WITH_CAUSE_FROM_SUB_FileSystemException") << Thrower([](const CException *c) { THROW_EXCEPTION_WITH_CAUSE_FROM_SUB_FileSystemException("f", "x.cpp", 1, "m", -1, -1, c, "Invalid parameter"); }) << fs;
+    QTest::newRow("THROW_SYSTEM_EXCEPTION_WITH_CAUSE_DoesNotExist") << Thrower([](const CException *c) { THROW_SYSTEM_EXCEPTION_WITH_CAUSE_DoesNotExist("f", "x.cpp", 1, "m", -1, -1, c); }) << gone;
+    QTest::newRow("THROW_SYSTEM_EXCEPTION_WITH_CAUSE_FileExists") << Thrower([](const CException *c) { THROW_SYSTEM_EXCEPTION_WITH_CAUSE_FileExists("f", "x.cpp", 1, "m", -1, -1, c); }) << exists;
     // clang-format on
 }
 
 // A cause reached through getCause() is the holder's: the new exception carries its own
 // copy of it and leaves the original where it was, alive.
-void tst_CFSOperations::causeIsCloned()
+void tst_CFSOperations::exceptions()
 {
     QFETCH(Thrower, thrower);
-    QFETCH(QString, type);
+    QFETCH(QString, header);
     const QScopedPointer<CException> holder(new CException("g", "y.cpp", 2, "holder", CCallStack(),
         new Exceptions::DoesNotExist("h", "z.cpp", 3, "File not found: /k", CCallStack(), nullptr,
             -1, -1, "Specified file doesn't exist"),
         -1, -1, nullptr));
     const CException *cause = holder->getCause();
-    QVERIFY(cause);
     const QString causeReport = QString::fromLatin1(cause->what());
-
     CException *thrown = nullptr;
     try {
         thrower(cause);
@@ -109,20 +62,18 @@ void tst_CFSOperations::causeIsCloned()
         thrown = e;
     }
     QVERIFY(thrown);
-    const QScopedPointer<CException> e(thrown);
-    QCOMPARE(QString::fromLatin1(e->getTypeName()), type);
+    const QScopedPointer<CException> e(thrown), clone(thrown->clone());
+    QCOMPARE(QString::fromLatin1(e->what()).section('\n', 0, 0), header);
+    QCOMPARE(QString::fromLatin1(clone->what()).section('\n', 0, 0), header);
     QCOMPARE(holder->getCause(), cause);
     QCOMPARE(QString::fromLatin1(cause->what()), causeReport);
     const CException *copy = e->getCause();
-    QVERIFY(copy);
-    QVERIFY(copy != cause);
-    QVERIFY(typeid(*copy) == typeid(Exceptions::DoesNotExist));
-    QCOMPARE(QString::fromLatin1(copy->what()), causeReport);
+    QVERIFY(copy && copy != cause && typeid(*copy) == typeid(Exceptions::DoesNotExist));
     QVERIFY(QString::fromLatin1(e->what()).endsWith("caused by\t" + causeReport + "\n"));
 }
 
-// The incoming version in/new replaces orig/app.cfg, whose current version is parked
-// as out/new; orig/app.cfg.brisvane is its template.
+// The incoming version in/new replaces orig/app.cfg, whose current version is parked as
+// out/new; orig/app.cfg.brisvane is its template.
 void tst_CFSOperations::exchange_data()
 {
     QTest::addColumn<QStringList>("before");
@@ -131,10 +82,12 @@ void tst_CFSOperations::exchange_data()
     QTest::addColumn<QStringList>("after");
     QTest::addColumn<QStringList>("logged"); // "function|text"
     using L = QStringList;
-    const QString NEW = "orig/app.cfg file 644 \"NEW\" @1000000";
-    const QString OLD = "orig/app.cfg file 644 \"OLD\" @1000000";
-    const QString IN = "in/new file 644 \"NEW\" @1000000";
-    const QString T = "orig/app.cfg.brisvane file 644 \"T\" @1000000";
+    const QString NEW = "orig/app.cfg file 644 \"NEW\" @1000000",
+                  OLD = "orig/app.cfg file 644 \"OLD\" @1000000";
+    const QString IN = "in/new file 644 \"NEW\" @1000000",
+                  T = "orig/app.cfg.brisvane file 644 \"T\" @1000000";
+    const L kFailed {"internalSafeExchangeFile|Failed to internalSafeExchangeFile failed",
+        "internalSafeExchangeFile|DoesNotExist:\tSpecified file/directory doesn't exist"};
     // clang-format off
     QTest::newRow("new file")                  << L {"in/new=NEW"} << L {} << "true" << L {NEW} << L {};
     QTest::newRow("normal")                    << L {"in/new=NEW", "orig/app.cfg=OLD"} << L {} << "true" << L {NEW} << L {};
@@ -161,10 +114,11 @@ void tst_CFSOperations::exchange()
     QFETCH(QString, expected);
     QFETCH(QStringList, after);
     QFETCH(QStringList, logged);
-    after += QStringList {"in dir 755", "orig dir 755", "out dir 755"};
+    after << "in dir 755"
+          << "orig dir 755"
+          << "out dir 755";
     after.sort();
-    const QDateTime stamp = QDateTime::fromSecsSinceEpoch(1700000000);
-    for (const QDateTime &time : {QDateTime(), stamp}) {
+    for (const QDateTime &time : {QDateTime(), QDateTime::fromSecsSinceEpoch(1700000000)}) {
         QTemporaryDir dir;
         const QString r = dir.path() + QLatin1Char('/');
         QVERIFY(make(r, QStringList {"in/", "out/", "orig/"} + before));
@@ -177,7 +131,7 @@ void tst_CFSOperations::exchange()
             QString(expected).replace("%R", r));
         // A failure is logged with the first line of what() the exception shows.
         QCOMPARE(
-            FsTest::logged(capture.messages(), kSource)
+            FsTest::logged(capture.messages(), "CFSOperations\\.cpp")
                 .replaceInStrings(
                     QRegularExpression("\n.*", QRegularExpression::DotMatchesEverythingOption), ""),
             logged);
@@ -189,15 +143,15 @@ void tst_CFSOperations::exchange()
 void tst_CFSOperations::emptyArguments()
 {
     QTemporaryDir dir; // empty: a call that went ahead would fail differently
-    const QString r = dir.path() + QLatin1Char('/');
     for (int empty = 0; empty < 5; ++empty) {
-        QStringList args {r + "in", r + "out", r + "orig", "new", "app.cfg"};
+        QStringList args {
+            dir.path() + "/in", dir.path() + "/out", dir.path() + "/orig", "new", "app.cfg"};
         args[empty].clear();
         CFSOperations fs;
         BvTest::MessageCapture capture;
         QVERIFY(!fs.safeExchangeFile(args[0], args[1], args[2], args[3], args[4], {}, {}));
         const QStringList q = args.replaceInStrings(QRegularExpression("^(.*)$"), "\"\\1\"");
-        QCOMPARE(logged(capture.messages(), kSource),
+        QCOMPARE(logged(capture.messages(), "CFSOperations\\.cpp"),
             QStringList({"internalSafeExchangeFile|Empty path ...",
                 QStringLiteral("internalSafeExchangeFile|XChgIn: %1 XChgOut: %2 XChgSrcName: %3")
                     .arg(q[0], q[1], q[3]),

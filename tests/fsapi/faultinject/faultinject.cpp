@@ -5,7 +5,8 @@
 //
 // Each variable names a fragment; a call fails when the path it works on contains that
 // fragment (a path relative to a directory descriptor is matched as given). The errno is
-// EACCES, EIO, ENOSPC or a number; left out, it is the default shown.
+// EACCES, EIO, ENOSPC, EINTR or a number; left out, it is the default shown. EINTR fails
+// only the first matching call, as a signal would interrupt it once.
 //
 //   BV_FAULT_OPEN=<fragment>[:<errno>]    open, open64, openat, openat64, opendir (EACCES)
 //   BV_FAULT_READ=<fragment>[:<errno>]    read from a file whose path matches        (EIO)
@@ -33,6 +34,7 @@
 #include <fcntl.h>
 #include <string>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -41,6 +43,7 @@ struct Rule
     std::string fragment; // empty: the rule is off
     long long limit = 0;
     int error = 0;
+    mutable bool interrupted = false;
 };
 
 // "<fragment>[:<bytes>][:<errno>]"; the fragment runs up to the first ':'.
@@ -60,6 +63,7 @@ Rule parse(const char *variable, int fallback, bool withLimit = false)
     rule.error = name == "EACCES" ? EACCES
         : name == "EIO"           ? EIO
         : name == "ENOSPC"        ? ENOSPC
+        : name == "EINTR"         ? EINTR
         : std::atoi(rest) > 0     ? std::atoi(rest)
                                   : fallback;
     return rule;
@@ -84,7 +88,8 @@ const Rules &rules()
 // Whether the rule makes a call on path fail; when it does, errno is set for the failure.
 bool hits(const Rule &rule, const char *path)
 {
-    const bool hit = !rule.fragment.empty() && path && std::strstr(path, rule.fragment.c_str());
+    const bool hit = !rule.fragment.empty() && path && std::strstr(path, rule.fragment.c_str())
+        && !(rule.error == EINTR && std::exchange(rule.interrupted, true));
     if (hit)
         errno = rule.error;
     return hit;

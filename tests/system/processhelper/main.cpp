@@ -1,9 +1,9 @@
 // A process for tests to find, probe, stop and wait for.
 //
-//   bv_processhelper [--ignore-term] [--lifetime MS]
+//   bv_processhelper [--ignore-term]
 //       Prints its pid once its signal handling is in place, then runs until SIGTERM (SIGKILL
-//       with --ignore-term), at most MS ms (default 60000). Start it through a link named as
-//       it should be found: that is the command name the system reports.
+//       with --ignore-term), at most a minute. Start it through a link named as it should be
+//       found: that is the command name the system reports.
 //   bv_processhelper --supervise PATH [ARGS...]
 //       Runs PATH as a child and reaps it the moment it ends, so a test sees
 //       it vanish rather than linger as a zombie. Exits with its status; both die with
@@ -12,7 +12,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include <sys/prctl.h>
@@ -38,20 +37,9 @@ int main(int argc, char *argv[])
         return child < 0 ? 1 : WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     }
 
-    bool ignoreTerm = false;
-    long lifetimeMs = 60000;
-    for (int i = 1; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--ignore-term") == 0)
-            ignoreTerm = true;
-        else if (std::strcmp(argv[i], "--lifetime") == 0 && i + 1 < argc)
-            lifetimeMs = std::strtol(argv[++i], nullptr, 10);
-        else
-            return 2;
-    }
-    ::signal(SIGTERM, ignoreTerm ? SIG_IGN : SIG_DFL);
+    ::signal(SIGTERM, argc > 1 && std::strcmp(argv[1], "--ignore-term") == 0 ? SIG_IGN : SIG_DFL);
     std::printf("%ld\n", long(::getpid()));
     std::fflush(stdout);
-    for (long waited = 0; waited < lifetimeMs; waited += 50)
-        ::usleep(50000);
+    ::sleep(60);
     return 0;
 }
