@@ -12,14 +12,11 @@
 #include "BvTestSupport.h"
 
 #include <QJsonDocument>
+#include <QLockFile>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 
-#include <cstddef>
-#include <cstring>
 #include <memory>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 namespace {
@@ -32,40 +29,6 @@ const char C_SNAPSHOT[]
     = "find homes Apps* -name .local -prune -o -printf '%p %s %T@ %m %u %g\\n' | sort";
 
 const char C_PROGRAM[] = "Apps/Brisvane/Brisvane.app/Contents/MacOS/UnInstallerMac";
-
-// A lock for the whole machine that needs no file: a name in the abstract socket
-// namespace, given back when the socket is closed (also when the process dies). The
-// uninstaller stops processes called Brisvane; runs of this test in other build trees
-// must not stop each other's.
-class MachineLock
-{
-public:
-    ~MachineLock()
-    {
-        if (m_Fd >= 0)
-            ::close(m_Fd);
-    }
-    bool tryLock()
-    {
-        const int fd = m_Fd >= 0 ? m_Fd : ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        static const char name[] = "\0brisvane-uninstaller-e2e-product";
-        sockaddr_un address {};
-        address.sun_family = AF_UNIX;
-        std::memcpy(address.sun_path, name, sizeof name - 1);
-        if (fd >= 0 && m_Fd < 0
-            && ::bind(fd, reinterpret_cast<const sockaddr *>(&address),
-                   socklen_t(offsetof(sockaddr_un, sun_path) + sizeof name - 1))
-                != 0) {
-            ::close(fd);
-            return false;
-        }
-        m_Fd = fd;
-        return fd >= 0;
-    }
-
-private:
-    int m_Fd = -1;
-};
 
 // Whether the window's support log holds `fragment` yet.
 bool logShows(const QString &log, const QByteArray &fragment)
@@ -171,11 +134,11 @@ void tst_UninstallE2e::run_data()
            + report("assert r[\"exitCode\"]==0 and r[\"message\"] is None and not r[\"dryRun\"], r;"
                     " assert all(x[\"result\"] in (\"done\",\"nothing-to-do\") for x in s), r") << QStringList();
     // bob has data only; root's own home is never a target.
-    QTest::newRow("every user, backups elsewhere") << "root" << "rm -r homes/bob/.config/Brisvane"
+    QTest::newRow("every user, backups elsewhere") << "root" << "rm -r homes/bob/.config/Brisvane; echo an earlier run >run.log"
         << QStringList {"--unattended", "--all-users", "--backup-dir", "$R/safe", "--log", "$R/run.log"} << 0
         << removed + "removed alice safe/alice; removed bob safe/bob; [ $(stat -c %u:%a safe/alice) = 4101:700 ];"
            " [ ! -e /proc/$(cat product-bob.pid) ]; [ -d roothome/.bv2/pss ]; [ -z \"$(find homes/*/Documents -mindepth 1)\" ];"
-           " grep -q 'will now delete' run.log" << QStringList();
+           " grep -q 'will now delete' run.log; grep -qx 'an earlier run' run.log" << QStringList();
     QTest::newRow("no backup") << "root" << "" << QStringList {"--unattended", "--user", "alice", "--no-backup"} << 0
         << "[ ! -e homes/alice/.bv2 ]; [ -z \"$(ls homes/alice/Documents)\" ]; [ ! -e Apps/Brisvane ]" << QStringList();
     // The one row that waits the product's full 30 s.
@@ -250,8 +213,10 @@ void tst_UninstallE2e::run()
     QFETCH(QStringList, again);
     const bool window = how.startsWith("window");
 
-    MachineLock productLock;
-    QTRY_VERIFY2_WITH_TIMEOUT(productLock.tryLock(), "another run holds the product", 300000);
+    // The uninstaller stops processes called Brisvane: runs of this test in other build
+    // trees must not stop each other's.
+    QLockFile productLock(QDir::tempPath() + "/brisvane-uninstaller-e2e.lock");
+    QVERIFY2(productLock.tryLock(300000), "another run holds the product");
     QTemporaryDir sandbox(QDir::homePath() + "/../e2e-XXXXXX");
     QVERIFY2(sandbox.isValid(), qPrintable(sandbox.errorString()));
     const QString root = QFileInfo(sandbox.path()).canonicalFilePath();
