@@ -1,91 +1,86 @@
 #pragma once
 
-// What the file-system tests compare: a call's outcome, its diagnostic lines, and the
-// operations with chosen calls made to fail.
+// File trees made and read back in a sandbox, and a call's outcome as text.
 
 #include "fsapi/FSExceptions.h"
 
-#include "BvTestSupport.h"
-#include "FileTree.h"
+#include <QDirIterator>
+#include <QtTest>
 
-#include <QHash>
-#include <QRegularExpression>
-
-#include <stdexcept>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace FsTest {
-using namespace FileTree;
+
+// Each entry is "name=content" (a file), "name->target" (a symbolic link) or "name/" (a
+// folder); names are relative to root, which ends in '/'.
+inline bool make(const QString &root, const QStringList &entries)
+{
+    for (const QString &entry : entries) {
+        const QString path = root + entry.section(QRegularExpression("=|->"), 0, 0);
+        QFile file(path);
+        if (entry.contains("->")) {
+            const QByteArray target = QFile::encodeName(entry.section("->", 1));
+            if (::symlink(target.constData(), QFile::encodeName(path).constData()) != 0)
+                return false;
+        } else if (entry.endsWith('/') ? !QDir().mkdir(path)
+                                       : (!file.open(QIODevice::WriteOnly)
+                                           || file.write(entry.section('=', 1).toUtf8()) < 0)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Everything below root, links not followed, one sorted line per entry: its relative path,
+// kind and mode, and a file's content.
+inline QStringList snapshot(const QString &root)
+{
+    QStringList lines;
+    QDirIterator it(root, QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot,
+        QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QString path = it.next();
+        struct stat st = {};
+        ::lstat(QFile::encodeName(path).constData(), &st);
+        const char *kind = S_ISDIR(st.st_mode) ? "dir" : S_ISLNK(st.st_mode) ? "link" : "file";
+        QFile file(path);
+        const QByteArray content
+            = S_ISREG(st.st_mode) && file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        lines << QStringLiteral("%1 %2 %3 %4")
+                     .arg(path.mid(root.size()), kind)
+                     .arg(st.st_mode & 07777, 0, 8)
+                     .arg(content)
+                     .trimmed();
+    }
+    lines.sort();
+    return lines;
+}
+
+// The snapshot `before` without every entry at or below a path in `gone`, with `added`.
+inline QStringList changed(QStringList before, const QStringList &gone, const QStringList &added)
+{
+    for (const QString &path : gone)
+        before.removeIf([&](const QString &line) {
+            return line.startsWith(path + ' ') || line.startsWith(path + '/');
+        });
+    before << added;
+    before.sort();
+    return before;
+}
 
 // "true"/"false" when call returned; "<type>: <message>[ / <sub-exception>]" of the library
-// exception it threw, or what else it threw.
+// exception it threw.
 template<typename Call> QString outcome(Call call)
 {
     try {
-        return call() ? QStringLiteral("true") : QStringLiteral("false");
+        return call() ? "true" : "false";
     } catch (CException *e) {
-        QString text = QString::fromLatin1(e->getTypeName()) + QLatin1String(": ")
-            + QString::fromUtf8(e->getMessage().c_str());
-        if (e->getSubException())
-            text += QLatin1String(" / ") + QLatin1String(e->getSubException());
-        delete e;
-        return text;
-    } catch (int value) {
-        return QStringLiteral("int %1").arg(value);
-    } catch (const std::exception &e) {
-        return QStringLiteral("std: ") + QString::fromLocal8Bit(e.what());
-    } catch (...) {
-        return QStringLiteral("unknown");
+        const QScopedPointer<CException> owned(e);
+        const QString sub = e->getSubException();
+        return QString(e->getTypeName()) + ": " + QString::fromStdString(e->getMessage())
+            + (sub.isEmpty() ? "" : " / " + sub);
     }
 }
-
-// Diagnostic lines of the main thread from a source file matching `source` as
-// "function|text"; any other line comes back whole.
-inline QStringList logged(const QStringList &messages, const char *source)
-{
-    const QRegularExpression prefix(
-        QStringLiteral("^\\[ -1 : MainThread \\] \\[ %1 : \\d+ : ([^ ]+) \\] ")
-            .arg(QLatin1String(source)));
-    return QStringList(messages).replaceInStrings(prefix, QStringLiteral("\\1|"));
-}
-
-// The POSIX operations, except that chosen calls fail: "moveFile#2" makes the second
-// moveFile answer false, "moveFile#2!" throw a FileSystemException "injected", "!int",
-// "!std" and "!other" throw an int, a std::exception and a QString. Calls are counted per
-// operation, including those the operations make of one another.
-class Faulty : public CMacFSOperations
-{
-public:
-    explicit Faulty(const QStringList &faults)
-        : m_Faults(faults)
-    { }
-    using S = const QString &;
-    using D = const QDateTime &;
-    // clang-format off
-    bool moveFile(S s, S d, bool f, bool o) override { return pass("moveFile") && CMacFSOperations::moveFile(s, d, f, o); }
-    bool moveDirectory(S s, S d, bool f) override { return pass("moveDirectory") && CMacFSOperations::moveDirectory(s, d, f); }
-    bool deleteFile(S p, bool f) override { return pass("deleteFile") && CMacFSOperations::deleteFile(p, f); }
-    bool deleteDirectory(S p, bool f) override { return pass("deleteDirectory") && CMacFSOperations::deleteDirectory(p, f); }
-    bool copyFile(S s, S d, bool f, bool u, bool o) override { return pass("copyFile") && CMacFSOperations::copyFile(s, d, f, u, o); }
-    bool setTimeStamps(S p, D c, D m, D a, bool f) override { return pass("setTimeStamps") && CMacFSOperations::setTimeStamps(p, c, m, a, f); }
-    // clang-format on
-
-private:
-    bool pass(const char *operation)
-    {
-        const QString call = QStringLiteral("%1#%2").arg(operation).arg(++m_Calls[operation]);
-        if (m_Faults.contains(call + "!"))
-            throw new Exceptions::FileSystemException(
-                operation, "faulty", 1, "injected", CCallStack(), nullptr, -1, -1, nullptr);
-        if (m_Faults.contains(call + "!int"))
-            throw 7;
-        if (m_Faults.contains(call + "!std"))
-            throw std::runtime_error("injected");
-        if (m_Faults.contains(call + "!other"))
-            throw QStringLiteral("injected");
-        return !m_Faults.contains(call);
-    }
-    const QStringList m_Faults;
-    QHash<QString, int> m_Calls;
-};
 
 } // namespace FsTest

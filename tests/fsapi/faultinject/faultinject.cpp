@@ -6,9 +6,9 @@
 // Each variable names a fragment; a call fails when the path it works on contains that
 // fragment (a path relative to a directory descriptor is matched as given). The errno is
 // EACCES, EIO, ENOSPC, EINTR or a number; left out, it is the default shown. EINTR fails
-// only the first matching call, as a signal would interrupt it once.
+// only the first matching call, as a signal would interrupt it once: the variable is then
+// removed. The variables are read at each call, so a program may set them as it goes.
 //
-//   BV_FAULT_OPEN=<fragment>[:<errno>]    open, open64, openat, openat64, opendir (EACCES)
 //   BV_FAULT_READ=<fragment>[:<errno>]    read from a file whose path matches        (EIO)
 //   BV_FAULT_WRITE=<fragment>:<bytes>[:<errno>]
 //                                         write to a matching file: once the file offset
@@ -26,108 +26,59 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <string>
 #include <unistd.h>
-#include <utility>
 
 namespace {
 
-struct Rule
-{
-    std::string fragment; // empty: the rule is off
-    long long limit = 0;
-    int error = 0;
-    mutable bool interrupted = false;
-};
-
-// "<fragment>[:<bytes>][:<errno>]"; the fragment runs up to the first ':'.
-Rule parse(const char *variable, int fallback, bool withLimit = false)
+// Whether the rule in variable ("<fragment>[:<bytes>][:<errno>]") makes a call on path
+// fail; when it does, errno is set for the failure and *limit is the rule's byte count.
+bool hits(const char *variable, int fallback, const char *path, long long *limit = nullptr)
 {
     const char *value = std::getenv(variable);
-    if (!value)
-        return {};
-    const char *colon = std::strchr(value, ':');
-    Rule rule {colon ? std::string(value, colon) : std::string(value)};
+    const char *colon = value ? std::strchr(value, ':') : nullptr;
+    const std::string fragment
+        = colon ? std::string(value, colon) : std::string(value ? value : "");
+    if (fragment.empty() || !path || !std::strstr(path, fragment.c_str()))
+        return false;
     const char *rest = colon ? colon + 1 : "";
-    if (withLimit) {
-        rule.limit = std::atoll(rest);
+    if (limit) {
+        *limit = std::atoll(rest);
         rest = std::strchr(rest, ':') ? std::strchr(rest, ':') + 1 : "";
     }
     const std::string name(rest);
-    rule.error = name == "EACCES" ? EACCES
-        : name == "EIO"           ? EIO
-        : name == "ENOSPC"        ? ENOSPC
-        : name == "EINTR"         ? EINTR
-        : std::atoi(rest) > 0     ? std::atoi(rest)
-                                  : fallback;
-    return rule;
+    errno = name == "EACCES"  ? EACCES
+        : name == "EIO"       ? EIO
+        : name == "ENOSPC"    ? ENOSPC
+        : name == "EINTR"     ? EINTR
+        : std::atoi(rest) > 0 ? std::atoi(rest)
+                              : fallback;
+    if (errno == EINTR)
+        ::unsetenv(variable);
+    return true;
 }
 
-struct Rules
-{
-    Rule open = parse("BV_FAULT_OPEN", EACCES);
-    Rule read = parse("BV_FAULT_READ", EIO);
-    Rule write = parse("BV_FAULT_WRITE", ENOSPC, true);
-    Rule unlink = parse("BV_FAULT_UNLINK", EACCES);
-    bool dtUnknown = std::getenv("BV_FAULT_DTUNKNOWN")
-        && std::strcmp(std::getenv("BV_FAULT_DTUNKNOWN"), "1") == 0;
-};
-
-const Rules &rules()
-{
-    static const Rules loaded;
-    return loaded;
-}
-
-// Whether the rule makes a call on path fail; when it does, errno is set for the failure.
-bool hits(const Rule &rule, const char *path)
-{
-    const bool hit = !rule.fragment.empty() && path && std::strstr(path, rule.fragment.c_str())
-        && !(rule.error == EINTR && std::exchange(rule.interrupted, true));
-    if (hit)
-        errno = rule.error;
-    return hit;
-}
-
-bool hitsFd(const Rule &rule, int fd)
+bool hitsFd(const char *variable, int fallback, int fd, long long *limit = nullptr)
 {
     char path[4096] = {};
     const std::string link = "/proc/self/fd/" + std::to_string(fd);
-    return !rule.fragment.empty() && ::readlink(link.c_str(), path, sizeof path - 1) > 0
-        && hits(rule, path);
+    return std::getenv(variable) && ::readlink(link.c_str(), path, sizeof path - 1) > 0
+        && hits(variable, fallback, path, limit);
 }
 
 } // namespace
 
 #define BV_REAL(name)                                                                              \
     static const auto real = reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))
-// A wrapper that answers `failed` when `fails` holds and otherwise calls the real function.
-#define BV_WRAP(type, name, params, fails, failed, args)                                           \
+// A wrapper that answers -1 when `fails` holds and otherwise calls the real function.
+#define BV_WRAP(type, name, params, fails, args)                                                   \
     type name params                                                                               \
     {                                                                                              \
         if (fails)                                                                                 \
-            return failed;                                                                         \
-        BV_REAL(name);                                                                             \
-        return real args;                                                                          \
-    }
-// The mode argument is there only when a file may be made.
-#define BV_OPEN(name, params, args)                                                                \
-    int name params                                                                                \
-    {                                                                                              \
-        mode_t mode = 0;                                                                           \
-        if ((flags & O_CREAT) || (flags & O_TMPFILE) == O_TMPFILE) {                               \
-            va_list list;                                                                          \
-            va_start(list, flags);                                                                 \
-            mode = mode_t(va_arg(list, int));                                                      \
-            va_end(list);                                                                          \
-        }                                                                                          \
-        if (hits(rules().open, path))                                                              \
             return -1;                                                                             \
         BV_REAL(name);                                                                             \
         return real args;                                                                          \
@@ -137,7 +88,8 @@ bool hitsFd(const Rule &rule, int fd)
     {                                                                                              \
         BV_REAL(name);                                                                             \
         struct entry *found = real(dir);                                                           \
-        if (found && rules().dtUnknown)                                                            \
+        const char *unknown = std::getenv("BV_FAULT_DTUNKNOWN");                                   \
+        if (found && unknown && std::strcmp(unknown, "1") == 0)                                    \
             found->d_type = DT_UNKNOWN;                                                            \
         return found;                                                                              \
     }
@@ -145,28 +97,23 @@ bool hitsFd(const Rule &rule, int fd)
 extern "C" {
 
 // clang-format off
-BV_OPEN(open, (const char *path, int flags, ...), (path, flags, mode))
-BV_OPEN(open64, (const char *path, int flags, ...), (path, flags, mode))
-BV_OPEN(openat, (int dirfd, const char *path, int flags, ...), (dirfd, path, flags, mode))
-BV_OPEN(openat64, (int dirfd, const char *path, int flags, ...), (dirfd, path, flags, mode))
-BV_WRAP(DIR *, opendir, (const char *path), hits(rules().open, path), nullptr, (path))
-BV_WRAP(ssize_t, read, (int fd, void *data, size_t count), hitsFd(rules().read, fd), -1, (fd, data, count))
-BV_WRAP(int, unlink, (const char *path), hits(rules().unlink, path), -1, (path))
-BV_WRAP(int, rmdir, (const char *path), hits(rules().unlink, path), -1, (path))
-BV_WRAP(int, remove, (const char *path), hits(rules().unlink, path), -1, (path))
-BV_WRAP(int, unlinkat, (int dirfd, const char *path, int flags), hits(rules().unlink, path), -1, (dirfd, path, flags))
+BV_WRAP(ssize_t, read, (int fd, void *data, size_t count), hitsFd("BV_FAULT_READ", EIO, fd), (fd, data, count))
+BV_WRAP(int, unlink, (const char *path), hits("BV_FAULT_UNLINK", EACCES, path), (path))
+BV_WRAP(int, rmdir, (const char *path), hits("BV_FAULT_UNLINK", EACCES, path), (path))
+BV_WRAP(int, remove, (const char *path), hits("BV_FAULT_UNLINK", EACCES, path), (path))
+BV_WRAP(int, unlinkat, (int dirfd, const char *path, int flags), hits("BV_FAULT_UNLINK", EACCES, path), (dirfd, path, flags))
 BV_READDIR(readdir, dirent)
 BV_READDIR(readdir64, dirent64)
 // clang-format on
 
 ssize_t write(int fd, const void *data, size_t count)
 {
-    const Rule &rule = rules().write;
-    if (hitsFd(rule, fd)) {
+    long long limit = 0;
+    if (hitsFd("BV_FAULT_WRITE", ENOSPC, fd, &limit)) {
         const off_t offset = ::lseek(fd, 0, SEEK_CUR);
-        if (offset < 0 || offset >= rule.limit)
+        if (offset < 0 || offset >= limit)
             return -1;
-        count = size_t(std::min<long long>(rule.limit - offset, (long long)count));
+        count = size_t(std::min<long long>(limit - offset, (long long)count));
     }
     BV_REAL(write);
     return real(fd, data, count);
