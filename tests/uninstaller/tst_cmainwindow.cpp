@@ -311,10 +311,19 @@ void tst_CMainWindow::declinedPromptAndBusyLock()
 // quit; afterwards Uninstall is the default button again and Escape closes the window.
 void tst_CMainWindow::keyboardAndBusyWindow()
 {
-    // A product that takes its time to end after being asked to.
-    QProcess product;
+    // A product that takes its time to end after being asked to, and a second instance,
+    // which the window leaves alone: the product runs once per desktop.
+    QProcess product, second;
     product.start("/bin/sh", {"-c", "trap '' TERM; sleep 2"});
-    QVERIFY(product.waitForStarted() && productRuns(product.processId()));
+    second.start("sleep", {"60"});
+    QVERIFY(product.waitForStarted() && second.waitForStarted());
+    QVERIFY(sh(QStringLiteral("printf '%1 root Brisvane\\n%2 root Brisvane\\n' >\"$BV_FAKE_PS\"")
+                   .arg(product.processId())
+                   .arg(second.processId())));
+    const auto stopSecond = qScopeGuard([&] {
+        second.kill();
+        second.waitForFinished();
+    });
 
     CMainWindow window;
     window.show();
@@ -332,6 +341,7 @@ void tst_CMainWindow::keyboardAndBusyWindow()
 
     QVERIFY(finished.wait(30000));
     QCOMPARE(product.state(), QProcess::NotRunning);
+    QCOMPARE(second.state(), QProcess::Running);
     QCOMPARE(ui.message(), QStringLiteral("Unable to uninstall Brisvane"));
     QTest::keyClick(&window, Qt::Key_Enter, Qt::KeypadModifier);
     QVERIFY(finished.wait(30000));
