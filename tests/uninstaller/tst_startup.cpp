@@ -64,17 +64,12 @@ void tst_Startup::startup()
     // Latin-1 on purpose in the style sheet: it is read as Latin-1, not UTF-8.
     QTemporaryDir dir;
     const QString contents = dir.filePath(QStringLiteral("Brisvane.app/Contents"));
-    QCOMPARE(
-        QProcess::execute(QStringLiteral("/bin/sh"),
-            {"-ec",
-                "mkdir -p \"$0/MacOS\" \"$0/Resources\"; cd \"$0\"; ln \"$1\" MacOS/tst_startup;"
-                " if [ \"$2\" != - ]; then mkdir Translations; for name in $2; do"
-                " cp \"$4/$name\" Translations; done; fi;"
-                " if [ \"$3\" != - ]; then printf 'QLabel { color: red; } /* \\351 */'"
-                " >Resources/mac_BSVN.css; fi",
-                contents, QCoreApplication::applicationFilePath(), catalogues.join(' '),
-                sheetArgument, BV_TEST_QM_DIR}),
-        0);
+    QCOMPARE(BvTest::shell(dir.path(),
+                 "mkdir -p \"$1/MacOS\" \"$1/Resources\"; cd \"$1\"; ln \"$2\" MacOS/tst_startup;"
+                 " if [ \"$3\" != - ]; then mkdir Translations; for name in $3; do cp \"$5/$name\" Translations; done; fi;"
+                 " if [ \"$4\" != - ]; then printf 'QLabel { color: red; } /* \\351 */' >Resources/mac_BSVN.css; fi",
+                 {contents, QCoreApplication::applicationFilePath(), catalogues.join(' '), sheetArgument, BV_TEST_QM_DIR}),
+        "");
 
     QProcess child;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
