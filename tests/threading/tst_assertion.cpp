@@ -32,8 +32,8 @@ private slots:
     void reportNamesTheCause()
     {
         const CException e("load", "src/io.cpp", 12, "outer", CCallStack(),
-            new CException("read", "src/io.cpp", 40, "inner", CCallStack(), nullptr, 7, -1,
-                nullptr),
+            new CException(
+                "read", "src/io.cpp", 40, "inner", CCallStack(), nullptr, 7, -1, nullptr),
             -1, -1, nullptr);
         const QString report = QString::fromLocal8Bit(e.what());
         QVERIFY2(report.contains("caused by\tCException:\tThis is a CxException\n\tthrown at "

@@ -39,7 +39,8 @@ protected:
         entered = true;
         while (m_Body == Spin && !stop.load(std::memory_order_relaxed)) { }
         const QDeadlineTimer limit(30000);
-        while (!stop && !limit.hasExpired() && (m_Body == Stubborn || isRunning() || isSuspended())) {
+        while (
+            !stop && !limit.hasExpired() && (m_Body == Stubborn || isRunning() || isSuspended())) {
             if (m_Body == Poll)
                 checkSuspended();
             QThread::msleep(2);
