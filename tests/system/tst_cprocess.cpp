@@ -67,19 +67,33 @@ private slots:
         QVERIFY(timer.elapsed() >= 400);
     }
 
-    // Somebody else's process answers the probe with EPERM: it is alive all the same.
-    void probeAsNobody()
+    // In a child. "nobody": somebody else's process answers the probe with EPERM, it is
+    // alive all the same. "group 0": id 0 is no process; signalled all the same, it would
+    // end the child's own process group.
+    void inChild_data()
     {
-        if (::geteuid() != 0)
+        QTest::addColumn<QString>("mode");
+        QTest::newRow("probe as nobody") << "nobody";
+        QTest::newRow("stop id 0") << "group 0";
+    }
+
+    void inChild()
+    {
+        QFETCH(QString, mode);
+        if (mode == "nobody" && ::geteuid() != 0)
             QSKIP("needs root to become nobody");
-        const BvTest::ChildResult child = BvTest::runChild(QStringLiteral("nobody"));
+        const BvTest::ChildResult child = BvTest::runChild(mode);
         QVERIFY2(child.status == QProcess::NormalExit && child.exitCode == 0,
             child.standardError.constData());
     }
 };
 
-static int childMain(const QByteArray &)
+static int childMain(const QByteArray &mode)
 {
+    if (mode == "group 0") {
+        ::setpgid(0, 0);
+        return CProcess::stopProcess(0) ? 1 : 0;
+    }
     const pid_t parent = ::getppid(); // runs as root
     const passwd *nobody = ::getpwnam("nobody");
     if (!nobody || ::setgid(nobody->pw_gid) != 0 || ::setuid(nobody->pw_uid) != 0)
