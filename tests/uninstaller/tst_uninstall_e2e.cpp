@@ -148,6 +148,10 @@ void tst_UninstallE2e::run_data()
         << unchanged + "[ -e /proc/$(cat product-alice.pid) ]; "
            + report("assert r[\"message\"]==\"Unable to quit Brisvane.\" and s[0][\"result\"]==\"failed\";"
                     " assert {x[\"result\"] for x in s[1:]}=={\"skipped\"}, r") << QStringList();
+    QTest::newRow("the privileged removal fails") << "root" << "echo $PWD/Apps/Brisvane >rm-fails" << one << 14
+        << QString(removed).replace("[ ! -e Apps/Brisvane ]; ", "[ -d Apps/Brisvane ]; ") + "removed alice; "
+           + report("assert s[-1][\"step\"]==\"removeInstallation\" and s[-1][\"result\"]==\"failed\", s")
+        << QStringList {"rm rm-fails", "[ ! -e Apps/Brisvane ]"};
     QTest::newRow("hostile product folder")
         << "root" << "mv Apps \"Apps \\\"x\\\" '\"'\"'y'\"'\"' \\$(touch PWNED) \\`touch PWNED\\` ; touch PWNED \\\\\n\\$HOME \\${IFS}&& touch PWNED|\"; ln -s Apps* Apps"
         << one << 0 << "rm Apps; [ ! -e Apps*/Brisvane ]; [ ! -e homes/alice/.bv2 ]" << QStringList();
