@@ -187,10 +187,11 @@ void tst_UninstallE2e::run_data()
         << "mkdir homes/alice/.bv2/locked; echo x >homes/alice/.bv2/locked/f" << one << 13
         << failed(13, "/.bv2/locked/f: Permission denied") + "[ -f homes/alice/.bv2/locked/f ]; [ ! -e homes/alice/.config/Brisvane ]"
         << QStringList {"chown -R 4101 homes/alice/.bv2", "[ ! -e homes/alice/.bv2 ]; [ ! -e Apps/Brisvane ]"};
-    // alice's product takes a second to end: the second run starts while the first waits.
+    // alice's product takes 4 s to end: the second run starts while the first waits, and
+    // the first waits long enough.
     QTest::newRow("two runs at once") << "twice"
         << "kill $(cat product-alice.pid); cp /bin/bash Brisvane;"
-           " product alice 4101:4201 ./Brisvane -c 'trap \"sleep 1; exit 0\" TERM; while :; do sleep 0.05; done'"
+           " product alice 4101:4201 ./Brisvane -c 'trap \"sleep 4; exit 0\" TERM; while :; do sleep 0.05; done'"
         << QStringList {"--unattended", "--user", "alice"} << 0 << removed + "removed alice" << QStringList();
 
     QTest::newRow("window") << "window" << "" << QStringList() << 0 << windowDone << QStringList();
