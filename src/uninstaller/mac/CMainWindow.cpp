@@ -258,6 +258,10 @@ void CMainWindow::onStepStarting(int step)
         setProgress(50);
         setProgressText(tr("deleting application data ..."));
         break;
+    case CUninstallRun::StepDeleteLeftovers:
+        setProgress(65);
+        setProgressText(tr("deleting other files of Brisvane ..."));
+        break;
     case CUninstallRun::StepRemoveInstallation:
         setProgress(80);
         setProgressText(tr("removing application bundle ..."));

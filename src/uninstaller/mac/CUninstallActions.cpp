@@ -256,6 +256,36 @@ bool CUninstallActions::deleteDir(const QString &path, QString *detail, FailureC
     return false;
 }
 
+bool CUninstallActions::deleteEntry(const QString &path, QString *detail, FailureCause *cause)
+{
+    const QFileInfo info(path);
+    if (info.isDir() && !info.isSymLink())
+        return deleteDir(path, detail, cause);
+    if (::unlink(QFile::encodeName(path).constData()) == 0 || errno == ENOENT)
+        return true;
+    const FailureCause why = FailureCause::system(path, errno);
+    getLogMessageTemplate(BV_SOURCE_FILE, "deleteDir", __LINE__, QtCriticalMsg)
+        << "Failed to delete" << path << why.reason();
+    if (detail)
+        *detail = why.text();
+    if (cause)
+        *cause = why;
+    return false;
+}
+
+void CUninstallActions::bootOut(qint64 uid, const QString &plist)
+{
+    QProcess launchctl;
+    launchctl.setProcessChannelMode(QProcess::MergedChannels);
+    launchctl.start(QStringLiteral("launchctl"),
+        {QStringLiteral("bootout"), QStringLiteral("gui/%1").arg(uid), plist});
+    if (launchctl.waitForStarted() && launchctl.waitForFinished(30000)
+        && launchctl.exitStatus() == QProcess::NormalExit && launchctl.exitCode() == 0)
+        return;
+    BV_WARNING() << "could not unload" << plist
+                 << QString::fromLocal8Bit(launchctl.readAll()).trimmed();
+}
+
 QString CUninstallActions::installationDirectory()
 {
     const QDir bundle(QCoreApplication::applicationDirPath() + QStringLiteral("/../../"));
@@ -313,6 +343,32 @@ bool CUninstallActions::removeAppBundle(
 
     // The script always exits with 0; its last line is the status of the removal.
     return printed.trimmed().endsWith(QLatin1Char('0'));
+}
+
+bool CUninstallActions::removeMachineLeftovers(CAuthorization &authorization,
+    const QStringList &paths, const QStringList &receipts, QString *output)
+{
+    if (paths.isEmpty() && receipts.isEmpty())
+        return true;
+    // Each word stands in double quotes, escaped as the installation path is.
+    auto words = [](const QStringList &list) {
+        QStringList quoted;
+        for (const QString &word : list)
+            quoted << QLatin1Char('"') + UninstallSafety::escapeForDoubleQuotes(word)
+                    + QLatin1Char('"');
+        return quoted.join(QLatin1Char(' '));
+    };
+    const QString scriptTemplate
+        = getResourceAsText(QStringLiteral(":/scripts/scripts/uninstall-leftovers.sh"));
+    if (scriptTemplate.isEmpty())
+        return false;
+    BV_DEBUG() << "will now delete" << paths << "and forget" << receipts;
+    const QString script = scriptTemplate.arg(words(paths), words(receipts));
+    QString printed;
+    const bool ran = authorization.shellExecuteWithPrivileges(script, printed);
+    if (output)
+        *output = printed.trimmed();
+    return ran && printed.trimmed().endsWith(QLatin1Char('0'));
 }
 
 QString CUninstallActions::getResourceAsText(const QString &resourcePath)

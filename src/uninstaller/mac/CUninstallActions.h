@@ -60,6 +60,12 @@ public:
     // Deletes a folder tree; a link in its place is removed as a link.
     static bool deleteDir(
         const QString &path, QString *detail = nullptr, FailureCause *cause = nullptr);
+    // Deletes a file, a link (as a link) or a folder tree; nothing there is done as well.
+    static bool deleteEntry(
+        const QString &path, QString *detail = nullptr, FailureCause *cause = nullptr);
+    // Unloads the launch agent `plist` from the login session of `uid`. One that is not
+    // loaded (or cannot be unloaded) only gets a warning: its file goes anyway.
+    static void bootOut(qint64 uid, const QString &plist);
 
     // The installation to remove: the product folder when it holds nothing but the
     // bundle, otherwise the bundle the program runs from. Empty (with a critical line)
@@ -70,6 +76,11 @@ public:
     // `installation` the folder it was given.
     static bool removeAppBundle(
         CAuthorization &authorization, QString *output = nullptr, QString *installation = nullptr);
+    // Right after it, with the same rights: removes `paths` (the product's files outside
+    // the homes, links as links), then forgets the package `receipts`. `output` gets what
+    // the script printed.
+    static bool removeMachineLeftovers(CAuthorization &authorization, const QStringList &paths,
+        const QStringList &receipts, QString *output = nullptr);
 
     static QString getResourceAsText(const QString &resourcePath);
     static bool executeAppleScript(const QString &script);

@@ -1,6 +1,7 @@
 #include "CUninstallRun.h"
 
 #include "supportlog.h"
+#include "uninstallfootprint.h"
 #include "uninstallpaths.h"
 
 #include "system/CActAsUser.h"
@@ -14,6 +15,8 @@
 
 #include <memory>
 
+#include <unistd.h>
+
 namespace {
 
 // The window shows these, translated in its own context; the command line reports them
@@ -24,6 +27,7 @@ const char *const C_FAILURE_MESSAGES[] = {
     QT_TRANSLATE_NOOP("CMainWindow", "Failed to delete %1.\nPlease delete by yourself."),
     QT_TRANSLATE_NOOP("CMainWindow", "Failed to delete %1.\nPlease delete by yourself."),
     QT_TRANSLATE_NOOP("CMainWindow", "Unable to uninstall Brisvane"),
+    QT_TRANSLATE_NOOP("CMainWindow", "Failed to delete %1.\nPlease delete by yourself."),
 };
 
 const char C_BUSY_MESSAGE[] = QT_TRANSLATE_NOOP("CMainWindow", "Another uninstall is running.");
@@ -51,6 +55,7 @@ bool CUninstallRun::run()
     m_Failed = false;
     m_Busy = false;
     m_FailedCause = FailureCause();
+    m_Remaining.clear();
 
     if (m_Options.dryRun) {
         // Every step is looked at, whatever an earlier one would have found.
@@ -89,7 +94,10 @@ bool CUninstallRun::run()
         if (!forUser(user))
             return false;
     }
-    return removeInstallation(&authorization);
+    if (!removeInstallation(&authorization))
+        return false;
+    lookForRemains();
+    return true;
 }
 
 bool CUninstallRun::forUser(const UninstallUser &user)
@@ -130,6 +138,8 @@ bool CUninstallRun::forUser(const UninstallUser &user)
             && done;
     if (done || m_Options.dryRun)
         done = deleteFolder(StepDeleteData, user, UninstallPaths::dataDirectory(user.home)) && done;
+    if (done || m_Options.dryRun)
+        done = deleteLeftovers(user) && done;
     return done;
 }
 
@@ -256,15 +266,53 @@ bool CUninstallRun::deleteFolder(Step stepKind, const UninstallUser &user, const
         record(step);
         return true;
     }
+    step.items << path;
+    const qint64 bytes = UninstallFootprint::size(path);
     if (m_Options.dryRun) {
         step.result = ResultPlanned;
+        step.bytes = bytes;
         record(step);
         return true;
     }
     const bool done = CUninstallActions::deleteDir(path, &step.detail, &step.cause);
     step.result = done ? ResultDone : ResultFailed;
+    step.bytes = done ? bytes : 0;
     record(step);
     return done || fail(step);
+}
+
+bool CUninstallRun::deleteLeftovers(const UninstallUser &user)
+{
+    starting(StepDeleteLeftovers, user);
+    Record step = userRecord(StepDeleteLeftovers, user, user.home + QStringLiteral("/Library"));
+    const QList<UninstallFootprint::Item> found
+        = UninstallFootprint::inHome(user.home, {UninstallFootprint::PartLeftovers});
+    for (const UninstallFootprint::Item &item : found)
+        step.items << item.path;
+    if (found.isEmpty() || m_Options.dryRun) {
+        for (const UninstallFootprint::Item &item : found)
+            step.bytes += UninstallFootprint::size(item.path);
+        step.result = found.isEmpty() ? ResultNothingToDo : ResultPlanned;
+        record(step);
+        return true;
+    }
+    const qint64 uid = user.uid >= 0 ? user.uid : qint64(::getuid());
+    for (const UninstallFootprint::Item &item : found) {
+        const qint64 bytes = UninstallFootprint::size(item.path);
+        // A loaded agent would be started again, or keep its program running.
+        if (item.launchAgent)
+            CUninstallActions::bootOut(uid, item.path);
+        if (!CUninstallActions::deleteEntry(item.path, &step.detail, &step.cause)) {
+            step.result = ResultFailed;
+            step.path = item.path;
+            record(step);
+            return fail(step);
+        }
+        step.bytes += bytes;
+    }
+    step.result = ResultDone;
+    record(step);
+    return true;
 }
 
 bool CUninstallRun::removeInstallation(CAuthorization *authorization)
@@ -272,21 +320,75 @@ bool CUninstallRun::removeInstallation(CAuthorization *authorization)
     starting(StepRemoveInstallation, UninstallUser());
     Record step;
     step.step = StepRemoveInstallation;
+    // The removal script takes the installation and the daemon; a second script the
+    // rest outside the homes, then the receipts.
+    const QString installation = CUninstallActions::installationDirectory();
+    QStringList machine;
+    if (!installation.isEmpty()) {
+        step.items << installation;
+        step.bytes += UninstallFootprint::size(installation);
+    }
+    for (const UninstallFootprint::Item &item :
+        UninstallFootprint::onMachine(UninstallFootprint::machineLibrary())) {
+        step.items << item.path;
+        step.bytes += UninstallFootprint::size(item.path);
+        if (item.part == UninstallFootprint::PartMachine)
+            machine << item.path;
+    }
+    step.receipts = UninstallFootprint::receipts();
     if (m_Options.dryRun) {
-        step.path = CUninstallActions::installationDirectory();
+        step.path = installation;
         step.result = step.path.isEmpty() ? ResultFailed : ResultPlanned;
         if (step.path.isEmpty())
             step.detail = QStringLiteral("not run from inside Brisvane.app");
         record(step);
         return step.path.isEmpty() ? fail(step) : true;
     }
-    const bool done = CUninstallActions::removeAppBundle(*authorization, &step.detail, &step.path);
+    QString leftovers;
+    // Not run from inside the bundle (said once, above): nothing to hand to the script.
+    const bool done = !installation.isEmpty()
+        && CUninstallActions::removeAppBundle(*authorization, &step.detail, &step.path)
+        && CUninstallActions::removeMachineLeftovers(
+            *authorization, machine, step.receipts, &leftovers);
+    if (!leftovers.isEmpty())
+        step.detail += QLatin1Char('\n') + leftovers;
     step.result = done ? ResultDone : ResultFailed;
+    if (!done)
+        step.bytes = 0;
     record(step);
     if (done)
         return true;
     step.path.clear(); // the message names no folder
     return fail(step);
+}
+
+void CUninstallRun::lookForRemains()
+{
+    // Every entry of the footprint again, each home with its user's rights.
+    for (const UninstallUser &user : qAsConst(m_Options.users)) {
+        const CActAsUser rights(user.uid, user.gid, user.name);
+        if (!rights.isValid())
+            continue;
+        for (const UninstallFootprint::Item &item : UninstallFootprint::inHome(user.home))
+            m_Remaining << item.path;
+    }
+    for (const UninstallFootprint::Item &item :
+        UninstallFootprint::onMachine(UninstallFootprint::machineLibrary()))
+        m_Remaining << item.path;
+    const QString installation = m_Records.isEmpty() ? QString() : m_Records.constLast().path;
+    if (!installation.isEmpty() && exists(installation))
+        m_Remaining << installation;
+    m_Remaining << UninstallFootprint::receipts();
+    for (const QString &left : qAsConst(m_Remaining))
+        BV_WARNING() << "still there after the uninstall:" << left;
+}
+
+qint64 CUninstallRun::bytesFreed() const
+{
+    qint64 total = 0;
+    for (const Record &made : m_Records)
+        total += made.bytes;
+    return total;
 }
 
 void CUninstallRun::starting(Step step, const UninstallUser &user)
@@ -332,6 +434,7 @@ QList<CUninstallRun::Record> CUninstallRun::plan() const
         add(StepBackup, user.name, UninstallPaths::keyFolder2(user.home));
         add(StepDeleteConfiguration, user.name, UninstallPaths::configurationDirectory(user.home));
         add(StepDeleteData, user.name, UninstallPaths::dataDirectory(user.home));
+        add(StepDeleteLeftovers, user.name, user.home + QStringLiteral("/Library"));
     }
     add(StepRemoveInstallation, QString(), QString());
     return steps;
@@ -372,7 +475,9 @@ QString CUninstallRun::failureMessage() const
 QString CUninstallRun::failureMessage(Step step, const QString &path)
 {
     const QString text = QCoreApplication::translate("CMainWindow", C_FAILURE_MESSAGES[step]);
-    return step == StepDeleteConfiguration || step == StepDeleteData ? text.arg(path) : text;
+    return step == StepDeleteConfiguration || step == StepDeleteData || step == StepDeleteLeftovers
+        ? text.arg(path)
+        : text;
 }
 
 const char *CUninstallRun::stepName(Step step)
@@ -388,6 +493,8 @@ const char *CUninstallRun::stepName(Step step)
         return "deleteData";
     case StepRemoveInstallation:
         return "removeInstallation";
+    case StepDeleteLeftovers:
+        return "deleteLeftovers";
     }
     return "";
 }

@@ -9,10 +9,12 @@
 
 class CAuthorization;
 
-// One uninstall run: the five steps in their fixed order, for one user (the window) or
+// One uninstall run: the steps in their fixed order, for one user (the window) or
 // several (the command line), stopping at the first failure.
 //
-//   administrator rights -> quit -> for each user: backup, configuration, data -> removal
+//   administrator rights -> quit -> for each user: backup, configuration, data, the rest
+//   of the product's files in the home -> removal (the installation, then the product's
+//   files outside the homes and its receipts) -> a look at what is left
 //
 // The right to run the removal script is obtained before anything changes, so a user
 // who declines the prompt keeps every file. A dry run asks for nothing and changes
@@ -26,6 +28,7 @@ public:
         StepDeleteConfiguration,
         StepDeleteData,
         StepRemoveInstallation,
+        StepDeleteLeftovers, // runs after StepDeleteData; numbered last for its exit code
     };
     enum Result { ResultDone, ResultNothingToDo, ResultFailed, ResultSkipped, ResultPlanned };
 
@@ -39,6 +42,11 @@ public:
         Result result = ResultPlanned;
         QString detail; // the error text, the script's output, the stopped ids
         FailureCause cause; // a failure's entry and reason, when the system gave one
+        // What the step removed (or would remove): every file, folder or link, and the
+        // package receipts it forgot; the bytes that freed.
+        QStringList items;
+        QStringList receipts;
+        qint64 bytes = 0;
     };
 
     struct Options
@@ -76,8 +84,8 @@ public:
     const QList<Record> &records() const { return m_Records; }
     bool failed() const { return m_Failed; }
     Step failedStep() const { return m_FailedStep; }
-    // 0, or 10 to 14 for the step that failed (quit, backup, configuration, data, removal),
-    // or C_EXIT_BUSY when another run holds the lock.
+    // 0, or 10 to 15 for the step that failed (quit, backup, configuration, data, removal,
+    // the rest of the home), or C_EXIT_BUSY when another run holds the lock.
     int exitCode() const;
     bool busy() const { return m_Busy; }
     // The window's message for the failure, translated when a catalogue is installed;
@@ -85,6 +93,11 @@ public:
     QString failureMessage() const;
     // The entry and the system's reason behind the failure; empty when there is none.
     FailureCause failureCause() const { return m_Failed ? m_FailedCause : FailureCause(); }
+    // After a run that succeeded: what of the product is still there (paths and receipt
+    // ids), each logged as a warning. Empty otherwise.
+    const QStringList &remaining() const { return m_Remaining; }
+    // The bytes the steps freed (or, in a dry run, would free).
+    qint64 bytesFreed() const;
 
     static QString failureMessage(Step step, const QString &path);
     static const char *stepName(Step step);
@@ -98,7 +111,9 @@ private:
     Record userRecord(Step step, const UninstallUser &user, const QString &path) const;
     bool backup(const UninstallUser &user);
     bool deleteFolder(Step step, const UninstallUser &user, const QString &path);
+    bool deleteLeftovers(const UninstallUser &user);
     bool removeInstallation(CAuthorization *authorization);
+    void lookForRemains();
     void starting(Step step, const UninstallUser &user);
     void record(const Record &record);
     bool fail(const Record &failed);
@@ -114,4 +129,5 @@ private:
     QString m_FailedPath;
     FailureCause m_FailedCause;
     bool m_Busy = false;
+    QStringList m_Remaining;
 };

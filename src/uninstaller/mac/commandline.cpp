@@ -165,8 +165,9 @@ int run(int argc, char **argv)
         "Removes Brisvane from this Mac. Without --unattended or --dry-run the window opens.\n"
         "Exit codes: 0 done (also when nothing was installed), 10 the product could not be "
         "stopped, 11 the key backup failed, 12 a configuration folder could not be deleted, "
-        "13 a data folder could not be deleted, 14 the privileged removal failed, 64 bad "
-        "command line, 75 another uninstall is running, 77 not permitted."));
+        "13 a data folder could not be deleted, 14 the privileged removal failed, 15 other "
+        "files of Brisvane in a home could not be deleted, 64 bad command line, 75 another "
+        "uninstall is running, 77 not permitted."));
     const QCommandLineOption unattended(QStringLiteral("unattended"),
         QStringLiteral("Remove Brisvane without a window and without questions (root only)."));
     const QCommandLineOption dryRun(
@@ -221,7 +222,8 @@ int run(int argc, char **argv)
     const QDateTime started = QDateTime::currentDateTimeUtc();
     QTextStream out(choice.report == QLatin1String("-") ? stderr : stdout);
     auto finish = [&](int exitCode, const QString &message,
-                      const QList<CUninstallRun::Record> &records) {
+                      const QList<CUninstallRun::Record> &records,
+                      const std::optional<QStringList> &remaining = std::nullopt) {
         if (exitCode == C_EXIT_USAGE || exitCode == C_EXIT_NOT_PERMITTED
             || exitCode == CUninstallRun::C_EXIT_BUSY)
             err() << message << '\n';
@@ -234,7 +236,7 @@ int run(int argc, char **argv)
         if (!choice.report.isEmpty()) {
             QString error;
             const QJsonObject json = UninstallReport::build(records, choice.dryRun, started,
-                QDateTime::currentDateTimeUtc(), exitCode, message);
+                QDateTime::currentDateTimeUtc(), exitCode, message, remaining);
             if (!UninstallReport::write(choice.report, json, &error))
                 err() << "could not write the report " << choice.report << ": " << error << '\n';
         }
@@ -282,10 +284,23 @@ int run(int argc, char **argv)
     CUninstallRun::Observer observer;
     observer.recorded = [&out](const CUninstallRun::Record &record) {
         out << line(record) << Qt::endl;
+        // Every file, folder and receipt, so that a dry run shows exactly what goes.
+        for (const QString &item : record.items)
+            out << "    " << item << Qt::endl;
+        for (const QString &receipt : record.receipts)
+            out << "    receipt " << receipt << Qt::endl;
     };
     CUninstallRun uninstall(options, observer);
-    uninstall.run();
-    return finish(uninstall.exitCode(), uninstall.failureMessage(), uninstall.records());
+    const bool done = uninstall.run();
+    if (done || choice.dryRun)
+        out << (choice.dryRun ? "Would free " : "Freed ") << uninstall.bytesFreed() << " bytes."
+            << Qt::endl;
+    for (const QString &left : uninstall.remaining())
+        out << "still there: " << left << Qt::endl;
+    std::optional<QStringList> remaining;
+    if (done && !choice.dryRun)
+        remaining = uninstall.remaining();
+    return finish(uninstall.exitCode(), uninstall.failureMessage(), uninstall.records(), remaining);
 }
 
 } // namespace CommandLine

@@ -25,7 +25,8 @@ QString timeStamp(const QDateTime &when)
 } // namespace
 
 QJsonObject build(const QList<CUninstallRun::Record> &records, bool dryRun,
-    const QDateTime &started, const QDateTime &finished, int exitCode, const QString &message)
+    const QDateTime &started, const QDateTime &finished, int exitCode, const QString &message,
+    const std::optional<QStringList> &remaining)
 {
     QJsonArray steps;
     for (const CUninstallRun::Record &record : records) {
@@ -36,13 +37,17 @@ QJsonObject build(const QList<CUninstallRun::Record> &records, bool dryRun,
             {QStringLiteral("result"),
                 QString::fromLatin1(CUninstallRun::resultName(record.result))},
             {QStringLiteral("detail"), textOrNull(record.detail)},
+            {QStringLiteral("bytesFreed"), record.bytes},
+            {QStringLiteral("items"), QJsonArray::fromStringList(record.items)},
         };
         if (record.step == CUninstallRun::StepBackup)
             step.insert(QStringLiteral("target"), textOrNull(record.target));
+        if (record.step == CUninstallRun::StepRemoveInstallation)
+            step.insert(QStringLiteral("receipts"), QJsonArray::fromStringList(record.receipts));
         steps.append(step);
     }
     return QJsonObject {
-        {QStringLiteral("schemaVersion"), 1},
+        {QStringLiteral("schemaVersion"), 2},
         {QStringLiteral("product"), QStringLiteral("Brisvane")},
         {QStringLiteral("uninstallerVersion"), QCoreApplication::applicationVersion()},
         {QStringLiteral("dryRun"), dryRun},
@@ -51,6 +56,8 @@ QJsonObject build(const QList<CUninstallRun::Record> &records, bool dryRun,
         {QStringLiteral("exitCode"), exitCode},
         {QStringLiteral("message"), textOrNull(message)},
         {QStringLiteral("steps"), steps},
+        {QStringLiteral("remaining"),
+            remaining ? QJsonValue(QJsonArray::fromStringList(*remaining)) : QJsonValue()},
     };
 }
 

@@ -136,5 +136,9 @@ Bitte selbst löschen.</translation>
         <source>Input/output error</source>
         <translation>Eingabe-/Ausgabefehler</translation>
     </message>
+    <message>
+        <source>deleting other files of Brisvane ...</source>
+        <translation>Weitere Dateien von Brisvane werden gelöscht ...</translation>
+    </message>
 </context>
 </TS>

@@ -136,5 +136,9 @@ Elimínelo usted mismo.</translation>
         <source>Input/output error</source>
         <translation>Error de entrada/salida</translation>
     </message>
+    <message>
+        <source>deleting other files of Brisvane ...</source>
+        <translation>Eliminando otros archivos de Brisvane ...</translation>
+    </message>
 </context>
 </TS>

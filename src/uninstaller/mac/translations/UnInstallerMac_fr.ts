@@ -136,5 +136,9 @@ Veuillez le supprimer vous-même.</translation>
         <source>Input/output error</source>
         <translation>Erreur d'entrée/sortie</translation>
     </message>
+    <message>
+        <source>deleting other files of Brisvane ...</source>
+        <translation>Suppression des autres fichiers de Brisvane ...</translation>
+    </message>
 </context>
 </TS>

@@ -136,5 +136,9 @@ Eliminarlo manualmente.</translation>
         <source>Input/output error</source>
         <translation>Errore di input/output</translation>
     </message>
+    <message>
+        <source>deleting other files of Brisvane ...</source>
+        <translation>Eliminazione degli altri file di Brisvane ...</translation>
+    </message>
 </context>
 </TS>

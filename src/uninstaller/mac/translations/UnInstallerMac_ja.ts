@@ -136,5 +136,9 @@ Please delete by yourself.</source>
         <source>Input/output error</source>
         <translation>入出力エラーです</translation>
     </message>
+    <message>
+        <source>deleting other files of Brisvane ...</source>
+        <translation>Brisvane のその他のファイルを削除しています ...</translation>
+    </message>
 </context>
 </TS>
