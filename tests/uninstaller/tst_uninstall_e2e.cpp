@@ -26,7 +26,14 @@ using BvTest::shell;
 // Every file and folder of the sandbox with its size, time stamp, mode and owner.
 // The window's support log and lock in ~/.local are left out.
 const char C_SNAPSHOT[]
-    = "find homes Apps* -name .local -prune -o -printf '%p %s %T@ %m %u %g\\n' | sort";
+    = "find homes Apps* Library -name .local -prune -o -printf '%p %s %T@ %m %u %g\\n' | sort";
+
+// fp + / fp -: the kind and path of every entry of tests/uninstaller/data/footprint.txt
+// that is the product's, or somebody else's; decoys: those of somebody else, with their
+// bytes.
+const char C_FOOTPRINT[] = "fp() { sed -n \"s|^$1 \\(.\\) ~|\\1 homes/alice|p; s|^$1 \\(.\\) |\\1 |p\" "
+    BV_SOURCE_DIR "/tests/uninstaller/data/footprint.txt; };"
+    " decoys() { fp - | while read -r k p; do find \"$p\" -printf '%p %s %m %u %l\\n'; find \"$p\" -type f -exec md5sum {} +; done; }; ";
 
 const char C_PROGRAM[] = "Apps/Brisvane/Brisvane.app/Contents/MacOS/UnInstallerMac";
 
@@ -90,7 +97,8 @@ void tst_UninstallE2e::run_data()
     QTest::addColumn<QStringList>("arguments"); // "$R": the sandbox
     QTest::addColumn<int>("exitCode");
     QTest::addColumn<QString>("check"); // shell, afterwards; report.json is the report
-    // Optional {shell, check}: the shell removes the cause, a second run then exits 0.
+    // Optional {shell, check[, arguments]}: the shell removes the cause, a second run (with
+    // other arguments, when given) then exits 0.
     QTest::addColumn<QStringList>("again");
 
     const QString unchanged = QStringLiteral("diff snapshot.before <(%1); ").arg(C_SNAPSHOT);
@@ -117,6 +125,18 @@ void tst_UninstallE2e::run_data()
     const QStringList one {"--unattended", "--user", "alice", "--report", "$R/report.json"};
     const QStringList dryRun {"--dry-run", "--user", "alice", "--report", "$R/report.json"};
     const QString secret = "mkdir -m 700 secret; echo root-only >secret/token; ";
+    // alice's home and the machine hold the product's whole footprint and decoys.
+    const QString footprint = QString(C_FOOTPRINT)
+        + "make() { while read -r k p; do mkdir -p \"$(dirname \"$p\")\"; case $k in f) echo \"$p\" >\"$p\";;"
+          " d) mkdir -p \"$p/in\"; head -c 5000 /dev/urandom >\"$p/in/data\";; l) ln -s $PWD/elsewhere \"$p\";; esac; done; };"
+          " fp - | make; fp + | make; chown -R 4101:4201 homes/alice; decoys >decoys.before; touch privileged.log; chmod 666 privileged.log;"
+          " printf '%s\\n' com.brisvane.Brisvane com.brisvane.pkg.helper com.brisvaneapps.pkg com.other.brisvane >receipts";
+    // All of it gone, decoys byte for byte as they were, the receipts forgotten, the agent
+    // unloaded while its file was still there.
+    const QString footprintGone = QString(C_FOOTPRINT)
+        + "[ -z \"$(fp + | while read -r k p; do [ ! -e \"$p\" ] && [ ! -L \"$p\" ] || echo \"$p\"; done)\" ]; diff decoys.before <(decoys);"
+          " [ \"$(cat receipts)\" = \"$(printf 'com.brisvaneapps.pkg\\ncom.other.brisvane')\" ];"
+          " grep -A1 -xF \"launchctl bootout gui/4101 $PWD/homes/alice/Library/LaunchAgents/com.brisvane.sync.plist\" privileged.log | grep -qxF '  (its file was there)'; ";
     // The window stops the first product it finds: only alice's runs.
     const QString windowDone = removed
         + "removed alice '' 0:0; [ $(ls homes/alice/Documents | wc -l) = 2 ];"
@@ -148,6 +168,26 @@ void tst_UninstallE2e::run_data()
         << unchanged + "[ -e /proc/$(cat product-alice.pid) ]; "
            + report("assert r[\"message\"]==\"Unable to quit Brisvane.\" and s[0][\"result\"]==\"failed\";"
                     " assert {x[\"result\"] for x in s[1:]}=={\"skipped\"}, r") << QStringList();
+    // The dry run's lists are the real run's, which removes exactly the footprint.
+    QTest::newRow("whole footprint: dry run, then the run") << "root" << footprint << dryRun << 0
+        << unchanged + "[ -s receipts ]; "
+        << QStringList {"cp report.json dry.json; " + QString(C_FOOTPRINT) + "fp + | while read -r k p; do realpath -s \"$p\"; done >expected",
+               footprintGone + report("d=json.load(open(\"dry.json\")); it=lambda r: sorted(i for x in r[\"steps\"] for i in x[\"items\"]);"
+                   " assert it(d)==it(r), (it(d), it(r)); assert {i for i in it(r) if \"/Library/\" in i}==set(open(\"expected\").read().splitlines()), it(r);"
+                   " assert [x[\"receipts\"] for y in (s, d[\"steps\"]) for x in y if \"receipts\" in x]==[[\"com.brisvane.Brisvane\", \"com.brisvane.pkg.helper\"]]*2, r;"
+                   " assert r[\"remaining\"]==[] and d[\"remaining\"] is None and r[\"schemaVersion\"]==2, r;"
+                   " assert [x[\"bytesFreed\"] for x in s]==[x[\"bytesFreed\"] for x in d[\"steps\"]] and s[-2][\"bytesFreed\"]>=5*5000, r"),
+               "--unattended --user alice --report $R/report.json"};
+    // Only the user's rights reach the rest of the home: a root-owned entry stops the run.
+    // The daemon's file stays where the removal script does not reach (outside /Library):
+    // the check after the run names it.
+    QTest::newRow("an entry of the rest of the home the user cannot delete") << "root"
+        << footprint + "; mkdir Library/LaunchDaemons; touch Library/LaunchDaemons/com.brisvane.fseventsdaemon.plist; mkdir homes/alice/Library/Caches/Brisvane/locked; echo x >homes/alice/Library/Caches/Brisvane/locked/f"
+        << QStringList {one} + QStringList {"--log", "$R/run.log"} << 15
+        << failed(15, "/Caches/Brisvane/locked/f: Permission denied") + "[ -d Apps/Brisvane ]; [ -f Library/PrivilegedHelperTools/com.brisvane.helper ]; [ -s receipts ]; "
+        << QStringList {"chown -R 4101 homes/alice/Library/Caches/Brisvane", footprintGone
+               + report("assert r[\"remaining\"]==[__import__(\"os\").getcwd() + \"/Library/LaunchDaemons/com.brisvane.fseventsdaemon.plist\"], r")
+               + "grep -q 'still there after the uninstall: .*/Library/LaunchDaemons/com.brisvane.fseventsdaemon.plist' run.log"};
     QTest::newRow("the privileged removal fails") << "root" << "echo $PWD/Apps/Brisvane >rm-fails" << one << 14
         << QString(removed).replace("[ ! -e Apps/Brisvane ]; ", "[ -d Apps/Brisvane ]; ") + "removed alice; "
            + report("assert s[-1][\"step\"]==\"removeInstallation\" and s[-1][\"result\"]==\"failed\", s")
@@ -241,7 +281,7 @@ void tst_UninstallE2e::run()
         "   chmod 700 $h/.bv2/pss; chmod 600 $h/.bv2/pss/id.key; cp -a $h/.bv2 keys-$n; fi;"
         "  chown -R $id:$gid $h;"
         "  if [ $n = alice ] || [ $n = bob -a \"$2\" = false ]; then product $n $id:$gid \"$1/Brisvane.app/Contents/MacOS/Brisvane\" 300; fi;"
-        " done; mkdir -p Apps/Other; echo canary >Apps/Other/keep.txt; cp -al \"$1\" Apps/;"
+        " done; mkdir -p Library Apps/Other; echo canary >Apps/Other/keep.txt; cp -al \"$1\" Apps/;"
         " printf 'import json,sys,jsonschema\\njsonschema.validate(json.load(open(sys.argv[1])), json.load(open(\"%s\")))\\n'"
         "  \"$3\" >validate.py; "
             + (setup.isEmpty() ? QString("true") : setup) + "; " + C_SNAPSHOT + " >snapshot.before",
@@ -321,8 +361,10 @@ void tst_UninstallE2e::run()
     if (again.isEmpty())
         return;
     QCOMPARE(shell(root, again.first()), QByteArray());
+    if (again.size() > 2)
+        arguments = again.at(2).split(' ').replaceInStrings("$R", root);
     QVERIFY2(finish(*start()) == 0, said.constData());
-    failure = shell(root, canaries + again.last());
+    failure = shell(root, canaries + again.at(1));
     QVERIFY2(failure.isEmpty(), (failure + "\n--- program said:\n" + said).constData());
 }
 

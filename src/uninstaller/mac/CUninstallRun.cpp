@@ -56,6 +56,8 @@ bool CUninstallRun::run()
     m_Busy = false;
     m_FailedCause = FailureCause();
     m_Remaining.clear();
+    // Found from where the program runs, which the removal deletes: looked up once.
+    m_MachineLibrary = UninstallFootprint::machineLibrary();
 
     if (m_Options.dryRun) {
         // Every step is looked at, whatever an earlier one would have found.
@@ -329,7 +331,7 @@ bool CUninstallRun::removeInstallation(CAuthorization *authorization)
         step.bytes += UninstallFootprint::size(installation);
     }
     for (const UninstallFootprint::Item &item :
-        UninstallFootprint::onMachine(UninstallFootprint::machineLibrary())) {
+        UninstallFootprint::onMachine(m_MachineLibrary)) {
         step.items << item.path;
         step.bytes += UninstallFootprint::size(item.path);
         if (item.part == UninstallFootprint::PartMachine)
@@ -373,7 +375,7 @@ void CUninstallRun::lookForRemains()
             m_Remaining << item.path;
     }
     for (const UninstallFootprint::Item &item :
-        UninstallFootprint::onMachine(UninstallFootprint::machineLibrary()))
+        UninstallFootprint::onMachine(m_MachineLibrary))
         m_Remaining << item.path;
     const QString installation = m_Records.isEmpty() ? QString() : m_Records.constLast().path;
     if (!installation.isEmpty() && exists(installation))

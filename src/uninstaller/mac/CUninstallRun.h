@@ -130,4 +130,5 @@ private:
     FailureCause m_FailedCause;
     bool m_Busy = false;
     QStringList m_Remaining;
+    QString m_MachineLibrary;
 };
