@@ -192,6 +192,12 @@ void tst_UninstallE2e::run_data()
         << QString(removed).replace("[ ! -e Apps/Brisvane ]; ", "[ -d Apps/Brisvane ]; ") + "removed alice; "
            + report("assert s[-1][\"step\"]==\"removeInstallation\" and s[-1][\"result\"]==\"failed\", s")
         << QStringList {"rm rm-fails", "[ ! -e Apps/Brisvane ]"};
+    // The installation went, a helper tool did not: the receipts stay until it has.
+    QTest::newRow("a helper tool the privileged script cannot remove") << "root"
+        << footprint + "; echo $PWD/Library/PrivilegedHelperTools/com.brisvane.helper >rm-fails" << one << 14
+        << "[ ! -e Apps/Brisvane ]; [ -f Library/PrivilegedHelperTools/com.brisvane.helper ]; [ $(wc -l <receipts) = 4 ]; "
+           + failed(14, "failed to remove /")
+        << QStringList();
     QTest::newRow("hostile product folder")
         << "root" << "mv Apps \"Apps \\\"x\\\" '\"'\"'y'\"'\"' \\$(touch PWNED) \\`touch PWNED\\` ; touch PWNED \\\\\n\\$HOME \\${IFS}&& touch PWNED|\"; ln -s Apps* Apps"
         << one << 0 << "rm Apps; [ ! -e Apps*/Brisvane ]; [ ! -e homes/alice/.bv2 ]" << QStringList();

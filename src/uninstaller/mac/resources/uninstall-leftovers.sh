@@ -1,7 +1,7 @@
 #!/bin/sh
 # Removes what is left of Brisvane outside the homes as root, after the installation:
-# launch agents, helper tools and preferences (links as links), then forgets the
-# package receipts once their files are gone. Every word below stands escaped in double
+# launch agents, helper tools and preferences (links as links), then, once all of them
+# are gone, forgets the package receipts. Every word below stands escaped in double
 # quotes. The last line printed is 0 when everything went.
 
 status=0
@@ -11,9 +11,12 @@ for item in %1; do
 	fi
 done
 
-for receipt in %2; do
-	pkgutil --forget "$receipt" >/dev/null 2>&1 || { echo "failed to forget $receipt"; status=1; }
-done
+# A receipt outlives files that would not go: inventories still see the product.
+if [ $status -eq 0 ]; then
+	for receipt in %2; do
+		pkgutil --forget "$receipt" >/dev/null 2>&1 || { echo "failed to forget $receipt"; status=1; }
+	done
+fi
 
 echo $status
 exit 0
