@@ -26,7 +26,7 @@
 namespace {
 
 // How much taller the window grows with the details open.
-const int C_DETAILS_HEIGHT = 170;
+const int C_DETAILS_HEIGHT = 190;
 
 enum DetailsColumn { ColumnPath = 0, ColumnSize = 1 };
 
