@@ -2,9 +2,10 @@
 # Takes the screenshots of the uninstaller kept in docs/: the staged program itself, run
 # from a throw-away sandbox in a private X server, its buttons pressed by xdotool.
 #   tools/screenshots.sh [--out DIR] [--lang "en de"] <build dir>
-# For each language: uninstaller-start, -progress, -done and -error (an entry of the data
-# folder that cannot be deleted, "Permission denied", in a home folder deep enough that
-# the lines are shortened), named uninstaller-<page>.png for English
+# For each language: uninstaller-start, -details (the start page with its details open, for
+# a home with the product's caches, preferences and launch agent), -progress, -done and
+# -error (an entry of the data folder that cannot be deleted, "Permission denied", in a
+# home folder deep enough that the lines are shortened), named uninstaller-<page>.png for English
 # and uninstaller-<page>-<lang>.png otherwise. Languages: en and those staged (de fr es
 # it ja). Needs Xvfb, xdotool and ImageMagick's import (tools/install-deps).
 #
@@ -53,7 +54,7 @@ cleanup() {
 trap cleanup EXIT
 
 # -displayfd picks a free display and writes its number once the server is ready.
-Xvfb -displayfd 3 -screen 0 640x480x24 -nolisten tcp 3>"$work/display" 2>/dev/null &
+Xvfb -displayfd 3 -screen 0 800x600x24 -nolisten tcp 3>"$work/display" 2>/dev/null &
 xvfb_pid=$!
 for _ in $(seq 1 150); do [ -s "$work/display" ] && break; sleep 0.1; done
 [ -s "$work/display" ] || { echo "Xvfb did not start" >&2; exit 1; }
@@ -109,6 +110,8 @@ start_uninstaller() {
 # The buttons sit at the right end of the bottom strip of the fixed 410x332 window:
 # Uninstall left of Cancel, and Close alone in Cancel's place after success.
 press_uninstall() { xdotool mousemove --window "$window" 250 312 click 1; }
+# Show Details stands under the check box; open, the window is 190 pixels taller.
+press_details() { xdotool mousemove --window "$window" 110 246 click 1; }
 press_cancel_or_close() {
     xdotool mousemove --window "$window" 352 312 click 1
     wait_for "! kill -0 $pid 2>/dev/null" 50
@@ -144,6 +147,27 @@ for lang in $languages; do
     sleep 0.5
     shoot done
     wait "$product" 2>/dev/null || true
+    press_cancel_or_close
+
+    # The details, in a home that holds some of everything the product leaves there, and a
+    # package receipt. Sizes are what the file system reports, so sparse files will do.
+    make_sandbox "details-$lang" home
+    library=$home/Library
+    mkdir -p "$library/Caches/Brisvane/thumbnails" "$library/Preferences" "$library/LaunchAgents" \
+        "$library/Application Support/Brisvane" "$library/Saved Application State/com.brisvane.Brisvane.savedState"
+    truncate -s 412M "$library/Caches/Brisvane/thumbnails/previews.db"
+    truncate -s 3M "$library/Caches/Brisvane/index.db"
+    truncate -s 18K "$library/Preferences/com.brisvane.Brisvane.plist"
+    truncate -s 1K "$library/LaunchAgents/com.brisvane.updater.plist"
+    truncate -s 96M "$library/Application Support/Brisvane/spaces.db"
+    truncate -s 6K "$library/Saved Application State/com.brisvane.Brisvane.savedState/windows.plist"
+    truncate -s 2G "$home/.bv2/spaces.db"
+    echo com.brisvane.pkg.Brisvane >"$sandbox/receipts"
+    start_uninstaller "$lang"
+    press_details
+    sleep 1
+    shoot details
+    press_details
     press_cancel_or_close
 
     # The error strip: a file in the data folder that may not be deleted, in a deep home.

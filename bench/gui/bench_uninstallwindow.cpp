@@ -1,6 +1,7 @@
-// How responsive the uninstaller window stays while a run deletes a large ~/.bv2.
+// How responsive the uninstaller window stays while a run deletes a large ~/.bv2, or while
+// its details count a large cache.
 //
-//   bench_uninstallwindow [--files N] [--folders N] [--bytes N] [--root DIR]
+//   bench_uninstallwindow [--details] [--files N] [--folders N] [--bytes N] [--root DIR]
 //
 // Makes a throw-away HOME under DIR (default /dev/shm when it has room, else /tmp) whose
 // ~/.bv2 holds N small files (default 1,000,000) in folders of their own, shows the real
@@ -8,6 +9,10 @@
 // button and waits for CMainWindow::runFinished. Meanwhile a 1 ms timer on the GUI thread
 // notes the time between its ticks: the longest of those gaps is the longest the event
 // loop went without running, which is what a user sees as a frozen window.
+//
+// With --details the N files (default 100,000) go into ~/Library/Caches/Brisvane instead,
+// and Show Details is pressed: the same timer runs until the details' total is shown,
+// which is when every size has arrived. Nothing is deleted.
 //
 // The run works as in the program, with two differences kept out of the way:
 //   - `ps` is a stand-in that lists nothing, so no process on the machine is stopped;
@@ -32,6 +37,8 @@
 #include <QPushButton>
 #include <QTextStream>
 #include <QTimer>
+#include <QToolButton>
+#include <QTreeWidget>
 
 #include <algorithm>
 #include <cerrno>
@@ -59,7 +66,9 @@ const double C_TARGET_MS = 100.0;
 
 struct Options
 {
-    long files = 1000000;
+    bool details = false;
+    long files = 0; // 0: the mode's own default
+
     long folders = 1000;
     long bytes = 16;
     std::string root;
@@ -77,6 +86,10 @@ bool parse(int argc, char *argv[], Options &options)
 {
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
+        if (arg == "--details") {
+            options.details = true;
+            continue;
+        }
         if (i + 1 >= argc)
             return false;
         const char *value = argv[++i];
@@ -91,6 +104,8 @@ bool parse(int argc, char *argv[], Options &options)
         else
             return false;
     }
+    if (options.files == 0)
+        options.files = options.details ? 100000 : 1000000;
     return options.files > 0 && options.folders > 0 && options.bytes >= 0;
 }
 
@@ -127,11 +142,18 @@ void writeFile(const std::string &path, const std::string &content)
     ::close(fd);
 }
 
+// Where the many files go: the data a run deletes, or the cache the details count.
+const char *bulkFolder(const Options &options)
+{
+    return options.details ? "/Library/Caches/Brisvane" : "/.bv2/spaces";
+}
+
 // The user's files: two small key folders (so the backup step has work) and the data.
 void fillHome(const std::string &home, const Options &options)
 {
     for (const char *dir : {"", "/Documents", "/.config", "/.config/Brisvane", "/.bv2", "/.bv2/pss",
-             "/.bv2/server_access_keys", "/.bv2/spaces", "/bin"})
+             "/.bv2/server_access_keys", "/.bv2/spaces", "/bin", "/Library", "/Library/Caches",
+             "/Library/Caches/Brisvane"})
         makeDir(home + dir);
     writeFile(home + "/.bv2/pss/id.key", "first key\n");
     writeFile(home + "/.bv2/server_access_keys/server.key", "second key\n");
@@ -140,8 +162,8 @@ void fillHome(const std::string &home, const Options &options)
     const long perFolder = (options.files + options.folders - 1) / options.folders;
     char name[64];
     for (long made = 0, folder = 0; made < options.files; ++folder) {
-        std::snprintf(name, sizeof name, "/.bv2/spaces/s%05ld", folder);
-        const std::string dir = home + name;
+        std::snprintf(name, sizeof name, "/s%05ld", folder);
+        const std::string dir = home + bulkFolder(options) + name;
         makeDir(dir);
         for (long i = 0; i < perFolder && made < options.files; ++i, ++made) {
             std::snprintf(name, sizeof name, "/f%07ld.dat", made);
@@ -161,7 +183,8 @@ int main(int argc, char *argv[])
     Options options;
     if (!parse(argc, argv, options)) {
         std::fprintf(stderr,
-            "usage: bench_uninstallwindow [--files N] [--folders N] [--bytes N] [--root DIR]\n");
+            "usage: bench_uninstallwindow [--details] [--files N] [--folders N] [--bytes N]"
+            " [--root DIR]\n");
         return 2;
     }
 
@@ -197,14 +220,20 @@ int main(int argc, char *argv[])
     auto *box = window.findChild<QDialogButtonBox *>(QStringLiteral("dbbSubNaviButton"));
     auto *progress = window.findChild<QProgressBar *>(QStringLiteral("progressBar"));
     auto *errorText = window.findChild<QLabel *>(QStringLiteral("lblErrorsText"));
+    auto *detailsButton = window.findChild<QToolButton *>(QStringLiteral("btnDetails"));
+    auto *detailsList = window.findChild<QTreeWidget *>(QStringLiteral("treeDetails"));
+    auto *detailsTotal = window.findChild<QLabel *>(QStringLiteral("lblDetailsTotal"));
     QPushButton *ok = box ? box->button(QDialogButtonBox::Ok) : nullptr;
-    if (!ok || !progress || !errorText) {
-        std::fprintf(stderr, "bench_uninstallwindow: the window has no Ok button\n");
+    if (!ok || !progress || !errorText || !detailsButton || !detailsList || !detailsTotal) {
+        std::fprintf(stderr, "bench_uninstallwindow: the window lacks a widget it should have\n");
         return 1;
     }
+    const char *const pressed = options.details ? "Show Details" : "Uninstall";
 
     // Ticks of a 1 ms timer: the gaps between them are the event loop's. Each gap is kept
-    // with the time it ended, counted from the press of Uninstall.
+    // with the time it ended, counted from the press of the button.
+    QEventLoop loop;
+    qint64 totalShownNs = -1;
     std::vector<std::pair<qint64, qint64>> gapsNs;
     gapsNs.reserve(1 << 20);
     QElapsedTimer run;
@@ -215,6 +244,12 @@ int main(int argc, char *argv[])
     QObject::connect(&ticker, &QTimer::timeout, [&] {
         gapsNs.emplace_back(tick.nsecsElapsed(), run.nsecsElapsed());
         tick.restart();
+        // The total is shown once every size has arrived.
+        if (options.details && totalShownNs < 0
+            && detailsTotal->text().endsWith(QLatin1String(" will be freed"))) {
+            totalShownNs = run.nsecsElapsed();
+            loop.quit();
+        }
     });
 
     // The data step starts at 50 %, the removal at 80 %.
@@ -228,18 +263,17 @@ int main(int argc, char *argv[])
     });
 
     // The first show, activation and paint of the window are not the run's: let them
-    // pass before Uninstall is pressed.
+    // pass before the button is pressed.
     QEventLoop settle;
     QTimer::singleShot(500, &settle, &QEventLoop::quit);
     settle.exec();
 
-    QEventLoop loop;
     QObject::connect(&window, &CMainWindow::runFinished, &loop, &QEventLoop::quit);
     QTimer::singleShot(0, [&] {
         run.start();
         tick.start();
         ticker.start();
-        ok->click();
+        (options.details ? static_cast<QAbstractButton *>(detailsButton) : ok)->click();
     });
     QTimer::singleShot(30 * 60 * 1000, &loop, [&loop] { loop.exit(1); });
     const bool finished = loop.exec() == 0;
@@ -260,26 +294,44 @@ int main(int argc, char *argv[])
     QTextStream out(stdout);
     out.setRealNumberNotation(QTextStream::FixedNotation);
     out.setRealNumberPrecision(1);
-    out << "files in ~/.bv2   " << options.files << " (" << options.bytes << " B each, in "
-        << options.folders << " folders), written in " << fillSeconds << " s\n";
-    out << "run               " << runSeconds << " s from Uninstall to runFinished";
-    if (dataStartNs >= 0 && dataEndNs >= dataStartNs)
-        out << ", of which deleting ~/.bv2 " << (dataEndNs - dataStartNs) / 1e9 << " s";
-    out << "\n";
-    out << "run ended with    \"" << message << "\"";
-    if (message == QStringLiteral("Unable to uninstall Brisvane"))
-        out << " (expected: the removal script needs the program inside Brisvane.app;"
-               " the steps before it ran in full)";
-    out << "\n~/.bv2 deleted    " << (dataGone ? "yes" : "NO") << "\n";
+    out << "files in ~" << bulkFolder(options) << "   " << options.files << " (" << options.bytes
+        << " B each, in " << options.folders << " folders), written in " << fillSeconds << " s\n";
+    bool measured = finished && dataGone;
+    if (options.details) {
+        // What the list says of the cache, against what was written.
+        QString cacheSize;
+        for (int row = 0; row < detailsList->topLevelItemCount(); ++row) {
+            const QTreeWidgetItem *item = detailsList->topLevelItem(row);
+            if (item->text(0) == QStringLiteral("~/Library/Caches/Brisvane"))
+                cacheSize = item->text(1);
+        }
+        const QString written = QLocale(QStringLiteral("en"))
+                                    .formattedDataSize(qint64(options.files) * options.bytes, 1,
+                                        QLocale::DataSizeSIFormat);
+        measured = finished && totalShownNs >= 0 && cacheSize == written;
+        out << "details           " << totalShownNs / 1e9 << " s from Show Details to \""
+            << detailsTotal->text() << "\", " << detailsList->topLevelItemCount() << " items\n";
+        out << "the cache's size  " << cacheSize << " listed, " << written << " written\n";
+    } else {
+        out << "run               " << runSeconds << " s from Uninstall to runFinished";
+        if (dataStartNs >= 0 && dataEndNs >= dataStartNs)
+            out << ", of which deleting ~/.bv2 " << (dataEndNs - dataStartNs) / 1e9 << " s";
+        out << "\n";
+        out << "run ended with    \"" << message << "\"";
+        if (message == QStringLiteral("Unable to uninstall Brisvane"))
+            out << " (expected: the removal script needs the program inside Brisvane.app;"
+                   " the steps before it ran in full)";
+        out << "\n~/.bv2 deleted    " << (dataGone ? "yes" : "NO") << "\n";
+    }
     out.setRealNumberPrecision(2);
     out << "event loop        longest gap " << longestMs << " ms (target <= " << C_TARGET_MS
         << " ms): " << (longestMs <= C_TARGET_MS ? "met" : "MISSED") << ", ended " << longestAtS
-        << " s after Uninstall\n";
+        << " s after " << pressed << "\n";
     out << "                  99th percentile " << p99Ms << " ms, " << gapsNs.size()
         << " ticks of a 1 ms timer, " << over16 << " gaps over 16 ms\n";
     out.flush();
 
     // Whatever is left (the backups, the configuration on a failed run).
     QDir(QString::fromStdString(sandbox)).removeRecursively();
-    return finished && dataGone ? 0 : 1;
+    return measured ? 0 : 1;
 }

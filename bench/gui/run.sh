@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds the window benchmark in Release and runs it: a run that deletes 1,000,000 small
-# files from ~/.bv2 in a throw-away HOME (on /dev/shm when it has room).
-#   bench/gui/run.sh [--files N] [--folders N] [--bytes N] [--root DIR]
+# files from ~/.bv2 in a throw-away HOME (on /dev/shm when it has room), or with --details
+# the start page's details counting 100,000 files in ~/Library/Caches/Brisvane.
+#   bench/gui/run.sh [--details] [--files N] [--folders N] [--bytes N] [--root DIR]
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 build=build/bench

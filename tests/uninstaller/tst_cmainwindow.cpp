@@ -1,6 +1,7 @@
 #include "CMainWindow.h"
 #include "CUninstallRun.h"
 #include "startup.h"
+#include "uninstallfootprint.h"
 
 #include "system/linux/CPolkitEnvironment.h"
 
@@ -18,7 +19,9 @@
 #include <QStackedWidget>
 #include <QTemporaryDir>
 #include <QTimer>
+#include <QToolButton>
 #include <QTranslator>
+#include <QTreeWidget>
 
 #include <unistd.h>
 
@@ -55,6 +58,8 @@ private slots:
     void declinedPromptAndBusyLock();
     void keyboardAndBusyWindow();
     void longPath();
+    void details_data();
+    void details();
     void fromBundle_data();
     void fromBundle();
 
@@ -391,6 +396,57 @@ void tst_CMainWindow::longPath()
     }
 }
 
+// The details list what a run removes and nothing else, however alike a name or however
+// large the folder a link points to, in the window's language; a run closes them for good.
+void tst_CMainWindow::details_data()
+{
+    QTest::addColumn<QString>("language");
+    QTest::addColumn<QString>("expected");
+    const QString items("~/.config/Brisvane %1|~/.bv2 %2|~/Library/Preferences/com.brisvane.Brisvane.plist %3|"
+                        "~/Library/Caches/Brisvane %4|~/Library/LaunchAgents/com.brisvane.helper.plist %5|com.brisvane.pkg.Brisvane|");
+    QTest::newRow("English") << "en" << "Hide Details|" + items.arg("10 bytes", "22 bytes", "2.5 kB", "9 bytes", "500 bytes") + "3.0 kB will be freed";
+    QTest::newRow("German") << "de" << "Details ausblenden|" + items.arg("10 Bytes", "22 Bytes", "2,5 kB", "9 Bytes", "500 Bytes") + "3,0 kB werden freigegeben";
+}
+
+void tst_CMainWindow::details()
+{
+    QFETCH(QString, language);
+    QFETCH(QString, expected);
+    const QByteArray path = qgetenv("PATH");
+    const auto restore = qScopeGuard([&] {
+        qputenv("PATH", path);
+        sh("rm -rf big bin Library");
+    });
+    qputenv("PATH", QFile::encodeName(home("bin:")) + path);
+    QVERIFY(sh("mkdir -p big bin Library/Preferences Library/Caches/BrisvaneTools Library/LaunchAgents; head -c 1000000 /dev/zero >big/blob;"
+               " echo '[General]' >.config/Brisvane/Brisvane.conf; ln -s ../../big Library/Caches/Brisvane; cd Library; head -c 2500 /dev/zero >Preferences/com.brisvane.Brisvane.plist;"
+               " head -c 500 /dev/zero >LaunchAgents/com.brisvane.helper.plist; for decoy in Preferences/com.brisvaneapps.plist"
+               " Preferences/com.other.Brisvane.plist Caches/BrisvaneTools/cache.db; do head -c 9000 /dev/zero >$decoy; done;"
+               " printf '#!/bin/sh\necho com.brisvane.pkg.Brisvane; echo com.other.pkg\n' >../bin/pkgutil; chmod +x ../bin/pkgutil"));
+    QTranslator translator;
+    QVERIFY(language == "en" || translator.load("UnInstallerMac_" + language, BV_STAGE_TRANSLATIONS_DIR));
+    QCoreApplication::installTranslator(&translator);
+    const auto remove = qScopeGuard([&] { QCoreApplication::removeTranslator(&translator); });
+
+    CMainWindow window;
+    const Window ui(window);
+    auto *toggle = window.findChild<QToolButton *>("btnDetails");
+    auto *list = window.findChild<QTreeWidget *>("treeDetails");
+    auto *total = window.findChild<QLabel *>("lblDetailsTotal");
+    toggle->click();
+    QVERIFY(window.height() > 332);
+    QTRY_VERIFY2(!total->text().endsWith(u'…'), qPrintable(total->text()));
+    QStringList shown {toggle->text()};
+    for (int row = 0; row < list->topLevelItemCount(); ++row)
+        shown << (list->topLevelItem(row)->text(0) + ' ' + list->topLevelItem(row)->text(1)).trimmed();
+    QCOMPARE(shown.join('|') + '|' + total->text(), expected);
+    toggle->click();
+    QCOMPARE(window.height(), 332);
+    toggle->click();
+    QVERIFY(ui.runToEnd());
+    QVERIFY(!toggle->isVisibleTo(&window) && window.height() == 332);
+}
+
 // The program's start-up and its end need it to run from inside Brisvane.app: this test
 // binary runs again from a throw-away bundle (hard-linked, so that its own path is inside
 // it) with the staged catalogues and style sheet beside it, and reports what it shows.
@@ -409,7 +465,7 @@ void tst_CMainWindow::fromBundle_data()
         "Brisvane wird mitsamt allen Spaces und Benutzereinstellungen deinstalliert.";
     QTest::newRow("Japanese start page") << "ja_JP.UTF-8" << "Brisvane アンインストーラ|アンインストール|キャンセル|"
         "Brisvane を、すべての Spaces とユーザー設定を含めてアンインストールします。";
-    QTest::newRow("a run to its end") << "C" << "100|Uninstall successful.|0|Close|default|closed|product folder gone";
+    QTest::newRow("a run to its end") << "C" << "100|Uninstall successful.|0|freed|Close|default|closed|product folder gone";
     // clang-format on
 }
 
@@ -450,9 +506,14 @@ int tst_CMainWindow::bundleChild(const QByteArray &mode)
         QPushButton *cancel = ui.box->button(QDialogButtonBox::Cancel);
         state << window.windowTitle() << ui.ok()->text() << (cancel ? cancel->text() : QString()) << ui.keysText->text();
     } else {
+        // The sandbox's home holds nothing of the product: the run frees the product folder.
+        const qint64 bytes = UninstallFootprint::size(CUninstallActions::installationDirectory());
+        const QString freed = QLocale("en").formattedDataSize(bytes, 1, QLocale::DataSizeSIFormat) + " freed.";
         if (!ui.runToEnd())
             return 1;
         state << QString::number(ui.progress->value()) << ui.progressInfo->text() << QString::number(ui.stack->currentIndex());
+        auto *freedText = window.findChild<QLabel *>("lblFreed");
+        state << (freedText->isVisible() && freedText->text() == freed ? "freed" : freedText->text());
         for (QAbstractButton *button : ui.box->buttons())
             state << button->text();
         QPushButton *close = ui.box->button(QDialogButtonBox::Close);

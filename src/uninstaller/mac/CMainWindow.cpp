@@ -1,5 +1,6 @@
 #include "CMainWindow.h"
 
+#include "CUninstallDetails.h"
 #include "CUninstallThread.h"
 #include "uninstallpaths.h"
 
@@ -7,13 +8,39 @@
 
 #include <QCloseEvent>
 #include <QDesktopServices>
+#include <QGridLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLocale>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QShortcut>
+#include <QToolButton>
+#include <QTreeWidget>
 #include <QUrl>
+#include <QVBoxLayout>
 
 #undef BV_SOURCE_FILE
 #define BV_SOURCE_FILE "src/uninstaller/mac/CMainWindow"
+
+namespace {
+
+// How much taller the window grows with the details open.
+const int C_DETAILS_HEIGHT = 190;
+
+enum DetailsColumn { ColumnPath = 0, ColumnSize = 1 };
+
+// A size in the format of the language the window speaks. That is its catalogue's, which
+// need not be the system's: on a system in a language without a catalogue the window is
+// English, and a size written the system's way would stand out in it.
+QString formatSize(qint64 bytes)
+{
+    //: The language of this catalogue as a locale name: sizes are written in its format.
+    const QLocale locale(CMainWindow::tr("en"));
+    return locale.formattedDataSize(bytes, 1, QLocale::DataSizeSIFormat);
+}
+
+} // namespace
 
 CMainWindow::CMainWindow(QWidget *parent)
     : QMainWindow(parent)
@@ -41,13 +68,66 @@ CMainWindow::CMainWindow(QWidget *parent)
     connect(new QShortcut(QKeySequence(Qt::Key_Escape), this), &QShortcut::activated, this,
         &CMainWindow::pressCancel);
 
+    // The details take room the start page leaves free between the check box and the
+    // buttons: with them closed, nothing of the form moves.
+    m_ClosedHeight = m_Ui.UninstallContent->minimumHeight();
+    m_DetailsRow = new QWidget(m_Ui.UninstallContent);
+    m_DetailsRow->setObjectName(QStringLiteral("detailsRow"));
+    auto *rowLayout = new QHBoxLayout(m_DetailsRow);
+    rowLayout->setContentsMargins(10, 4, 10, 0);
+    m_DetailsButton = new QToolButton(m_DetailsRow);
+    m_DetailsButton->setObjectName(QStringLiteral("btnDetails"));
+    m_DetailsButton->setCheckable(true);
+    m_DetailsButton->setAutoRaise(true);
+    m_DetailsButton->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    m_DetailsButton->setArrowType(Qt::RightArrow);
+    rowLayout->addWidget(m_DetailsButton);
+    rowLayout->addStretch();
+    m_Ui.verticalLayout->insertWidget(2, m_DetailsRow);
+
+    m_DetailsPanel = new QWidget(m_Ui.UninstallContent);
+    m_DetailsPanel->setObjectName(QStringLiteral("detailsPanel"));
+    m_DetailsPanel->setFixedHeight(C_DETAILS_HEIGHT);
+    auto *panelLayout = new QVBoxLayout(m_DetailsPanel);
+    panelLayout->setContentsMargins(10, 4, 10, 4);
+    panelLayout->setSpacing(4);
+    m_DetailsList = new QTreeWidget(m_DetailsPanel);
+    m_DetailsList->setObjectName(QStringLiteral("treeDetails"));
+    m_DetailsList->setColumnCount(2);
+    m_DetailsList->setHeaderHidden(true);
+    m_DetailsList->setRootIsDecorated(false);
+    m_DetailsList->setUniformRowHeights(true);
+    m_DetailsList->setSelectionMode(QAbstractItemView::NoSelection);
+    m_DetailsList->setFocusPolicy(Qt::NoFocus);
+    m_DetailsList->setTextElideMode(Qt::ElideMiddle);
+    m_DetailsList->header()->setStretchLastSection(false);
+    m_DetailsList->header()->setSectionResizeMode(ColumnPath, QHeaderView::Stretch);
+    m_DetailsList->header()->setSectionResizeMode(ColumnSize, QHeaderView::ResizeToContents);
+    panelLayout->addWidget(m_DetailsList);
+    m_DetailsTotal = new QLabel(m_DetailsPanel);
+    m_DetailsTotal->setObjectName(QStringLiteral("lblDetailsTotal"));
+    m_DetailsTotal->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    panelLayout->addWidget(m_DetailsTotal);
+    m_DetailsPanel->hide();
+    m_Ui.verticalLayout->insertWidget(3, m_DetailsPanel);
+    connect(m_DetailsButton, &QToolButton::toggled, this, &CMainWindow::setDetailsOpen);
+
+    // The button strip's left end is free once a run is done.
+    m_Freed = new QLabel(m_Ui.SubNavi);
+    m_Freed->setObjectName(QStringLiteral("lblFreed"));
+    m_Freed->hide();
+    if (auto *strip = qobject_cast<QGridLayout *>(m_Ui.SubNavi->layout()))
+        strip->addWidget(m_Freed, 0, 0);
+
     // The progress and error pages belong to a run; the start page shows neither.
     m_Ui.stackedWidget->hide();
     reset();
+    showSizes();
 }
 
 CMainWindow::~CMainWindow()
 {
+    stopDetails();
     // Only reached with a run going when the program is torn down around it: the run
     // finishes its step rather than leaving a half-deleted folder.
     if (m_Run) {
@@ -58,6 +138,12 @@ CMainWindow::~CMainWindow()
 
 void CMainWindow::showEvent(QShowEvent *)
 {
+    // The toggle stands under the check box, wherever the style has put that.
+    if (auto *row = m_DetailsRow->layout()) {
+        QMargins margins = row->contentsMargins();
+        margins.setLeft(m_Ui.ckbxKeysBackupCheck->mapTo(m_Ui.UninstallContent, QPoint()).x());
+        row->setContentsMargins(margins);
+    }
     m_Ui.frameKeysBackup->activateWindow();
     raise();
     m_Ui.frameKeysBackup->setFocus(Qt::ActiveWindowFocusReason);
@@ -84,6 +170,7 @@ bool CMainWindow::event(QEvent *event)
             okButton->setText(tr("Uninstall"));
         m_Ui.lblKeysBackupText->setText(
             tr("This will uninstall Brisvane including all Spaces and user settings."));
+        showSizes();
     }
     return handled;
 }
@@ -155,6 +242,91 @@ void CMainWindow::pressCancel()
         cancel->click();
 }
 
+void CMainWindow::setDetailsOpen(bool open)
+{
+    // Counted when first opened, not at start-up: a user who never looks pays nothing for
+    // the count, and the window opens without asking pkgutil first.
+    if (open && !m_Details && m_DetailsPaths < 0) {
+        m_Details = new CUninstallDetails(UninstallUser::current().home, this);
+        connect(m_Details, &CUninstallDetails::listed, this, &CMainWindow::onDetailsListed,
+            Qt::QueuedConnection);
+        connect(m_Details, &CUninstallDetails::sized, this, &CMainWindow::onDetailsSized,
+            Qt::QueuedConnection);
+        m_Details->startThread(nullptr, QThread::LowPriority);
+    }
+    m_DetailsButton->setArrowType(open ? Qt::DownArrow : Qt::RightArrow);
+    // The window is fixed in size; it grows before the panel shows and shrinks after it
+    // has gone, so the layout never squeezes the form.
+    if (open) {
+        m_Ui.UninstallContent->setFixedHeight(m_ClosedHeight + C_DETAILS_HEIGHT);
+        setFixedHeight(m_ClosedHeight + C_DETAILS_HEIGHT);
+    }
+    m_DetailsPanel->setVisible(open);
+    if (!open) {
+        m_Ui.UninstallContent->setFixedHeight(m_ClosedHeight);
+        setFixedHeight(m_ClosedHeight);
+    }
+    showSizes();
+}
+
+void CMainWindow::onDetailsListed(const QStringList &paths, const QStringList &receipts)
+{
+    const QString home = UninstallUser::current().home + QLatin1Char('/');
+    for (const QString &path : paths) {
+        QString shown = path;
+        if (shown.startsWith(home))
+            shown.replace(0, home.size() - 1, QStringLiteral("~"));
+        auto *item = new QTreeWidgetItem(m_DetailsList, {shown, QString()});
+        item->setToolTip(ColumnPath, path);
+        item->setTextAlignment(ColumnSize, Qt::AlignRight | Qt::AlignVCenter);
+    }
+    // A receipt is a record of the system's, not a file: it has no size of its own.
+    for (const QString &receipt : receipts)
+        new QTreeWidgetItem(m_DetailsList, {receipt, QString()});
+    m_DetailsPaths = int(paths.size());
+    showSizes();
+}
+
+void CMainWindow::onDetailsSized(int index, qint64 bytes)
+{
+    if (QTreeWidgetItem *item
+        = index < m_DetailsPaths ? m_DetailsList->topLevelItem(index) : nullptr) {
+        item->setData(ColumnSize, Qt::UserRole, bytes);
+        showSizes();
+    }
+}
+
+void CMainWindow::stopDetails()
+{
+    if (!m_Details)
+        return;
+    m_Details->stop();
+    m_Details->wait();
+    delete m_Details;
+    m_Details = nullptr;
+}
+
+void CMainWindow::showSizes()
+{
+    m_DetailsButton->setText(
+        m_DetailsButton->isChecked() ? tr("Hide Details") : tr("Show Details"));
+    // Until every path has its size the total would be a guess.
+    bool complete = m_DetailsPaths >= 0;
+    qint64 total = 0;
+    for (int index = 0; index < m_DetailsPaths; ++index) {
+        QTreeWidgetItem *item = m_DetailsList->topLevelItem(index);
+        const QVariant bytes = item->data(ColumnSize, Qt::UserRole);
+        item->setText(
+            ColumnSize, bytes.isValid() ? formatSize(bytes.toLongLong()) : QString(QChar(0x2026)));
+        complete = complete && bytes.isValid();
+        total += bytes.toLongLong();
+    }
+    m_DetailsTotal->setText(
+        complete ? tr("%1 will be freed").arg(formatSize(total)) : tr("Calculating…"));
+    if (m_FreedBytes >= 0)
+        m_Freed->setText(tr("%1 freed.").arg(formatSize(m_FreedBytes)));
+}
+
 void CMainWindow::setProgress(int value)
 {
     m_Ui.progressBar->setValue(value);
@@ -219,6 +391,11 @@ void CMainWindow::onOkayClicked()
         return;
 
     m_Ui.dbbSubNaviButton->setEnabled(false);
+    // The details belong to the start page and are not offered again: a run changes what
+    // they would list, and the progress and error pages take their room.
+    m_DetailsButton->setChecked(false);
+    m_DetailsRow->hide();
+    stopDetails();
     m_MessageFrame.forceClose();
     m_Ui.lblErrorsText->setToolTip(QString());
     m_Ui.stackedWidget->show();
@@ -277,6 +454,7 @@ void CMainWindow::onRunFinished()
     const bool failed = m_Run->result().failed();
     const QString message = m_Run->result().failureMessage();
     const FailureCause cause = m_Run->result().failureCause();
+    const qint64 freed = m_Run->result().bytesFreed();
     m_Run->deleteLater();
     m_Run = nullptr;
     QCoreApplication::instance()->removeEventFilter(this);
@@ -291,6 +469,9 @@ void CMainWindow::onRunFinished()
     m_Ui.dbbSubNaviButton->setEnabled(true);
     m_Ui.dbbSubNaviButton->setStandardButtons(QDialogButtonBox::Close);
     setProgressText(tr("Uninstall successful."));
+    m_FreedBytes = freed;
+    showSizes();
+    m_Freed->show();
     if (QPushButton *closeButton = m_Ui.dbbSubNaviButton->button(QDialogButtonBox::Close))
         closeButton->setDefault(true);
     QDesktopServices::openUrl(

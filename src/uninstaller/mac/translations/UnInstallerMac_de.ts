@@ -140,5 +140,30 @@ Bitte selbst löschen.</translation>
         <source>deleting other files of Brisvane ...</source>
         <translation>Weitere Dateien von Brisvane werden gelöscht ...</translation>
     </message>
+    <message>
+        <source>en</source>
+        <extracomment>The language of this catalogue as a locale name: sizes are written in its format.</extracomment>
+        <translation>de</translation>
+    </message>
+    <message>
+        <source>Show Details</source>
+        <translation>Details einblenden</translation>
+    </message>
+    <message>
+        <source>Hide Details</source>
+        <translation>Details ausblenden</translation>
+    </message>
+    <message>
+        <source>%1 will be freed</source>
+        <translation>%1 werden freigegeben</translation>
+    </message>
+    <message>
+        <source>Calculating…</source>
+        <translation>Wird berechnet…</translation>
+    </message>
+    <message>
+        <source>%1 freed.</source>
+        <translation>%1 freigegeben.</translation>
+    </message>
 </context>
 </TS>

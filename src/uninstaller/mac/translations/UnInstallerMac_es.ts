@@ -140,5 +140,30 @@ Elimínelo usted mismo.</translation>
         <source>deleting other files of Brisvane ...</source>
         <translation>Eliminando otros archivos de Brisvane ...</translation>
     </message>
+    <message>
+        <source>en</source>
+        <extracomment>The language of this catalogue as a locale name: sizes are written in its format.</extracomment>
+        <translation>es</translation>
+    </message>
+    <message>
+        <source>Show Details</source>
+        <translation>Mostrar detalles</translation>
+    </message>
+    <message>
+        <source>Hide Details</source>
+        <translation>Ocultar detalles</translation>
+    </message>
+    <message>
+        <source>%1 will be freed</source>
+        <translation>Se liberarán %1</translation>
+    </message>
+    <message>
+        <source>Calculating…</source>
+        <translation>Calculando…</translation>
+    </message>
+    <message>
+        <source>%1 freed.</source>
+        <translation>%1 liberados.</translation>
+    </message>
 </context>
 </TS>

@@ -140,5 +140,30 @@ Veuillez le supprimer vous-même.</translation>
         <source>deleting other files of Brisvane ...</source>
         <translation>Suppression des autres fichiers de Brisvane ...</translation>
     </message>
+    <message>
+        <source>en</source>
+        <extracomment>The language of this catalogue as a locale name: sizes are written in its format.</extracomment>
+        <translation>fr</translation>
+    </message>
+    <message>
+        <source>Show Details</source>
+        <translation>Afficher les détails</translation>
+    </message>
+    <message>
+        <source>Hide Details</source>
+        <translation>Masquer les détails</translation>
+    </message>
+    <message>
+        <source>%1 will be freed</source>
+        <translation>%1 seront libérés</translation>
+    </message>
+    <message>
+        <source>Calculating…</source>
+        <translation>Calcul en cours…</translation>
+    </message>
+    <message>
+        <source>%1 freed.</source>
+        <translation>%1 libérés.</translation>
+    </message>
 </context>
 </TS>

@@ -140,5 +140,30 @@ Eliminarlo manualmente.</translation>
         <source>deleting other files of Brisvane ...</source>
         <translation>Eliminazione degli altri file di Brisvane ...</translation>
     </message>
+    <message>
+        <source>en</source>
+        <extracomment>The language of this catalogue as a locale name: sizes are written in its format.</extracomment>
+        <translation>it</translation>
+    </message>
+    <message>
+        <source>Show Details</source>
+        <translation>Mostra dettagli</translation>
+    </message>
+    <message>
+        <source>Hide Details</source>
+        <translation>Nascondi dettagli</translation>
+    </message>
+    <message>
+        <source>%1 will be freed</source>
+        <translation>Verranno liberati %1</translation>
+    </message>
+    <message>
+        <source>Calculating…</source>
+        <translation>Calcolo in corso…</translation>
+    </message>
+    <message>
+        <source>%1 freed.</source>
+        <translation>%1 liberati.</translation>
+    </message>
 </context>
 </TS>

@@ -140,5 +140,30 @@ Please delete by yourself.</source>
         <source>deleting other files of Brisvane ...</source>
         <translation>Brisvane のその他のファイルを削除しています ...</translation>
     </message>
+    <message>
+        <source>en</source>
+        <extracomment>The language of this catalogue as a locale name: sizes are written in its format.</extracomment>
+        <translation>ja</translation>
+    </message>
+    <message>
+        <source>Show Details</source>
+        <translation>詳細を表示</translation>
+    </message>
+    <message>
+        <source>Hide Details</source>
+        <translation>詳細を隠す</translation>
+    </message>
+    <message>
+        <source>%1 will be freed</source>
+        <translation>%1 が解放されます</translation>
+    </message>
+    <message>
+        <source>Calculating…</source>
+        <translation>計算中…</translation>
+    </message>
+    <message>
+        <source>%1 freed.</source>
+        <translation>%1 を解放しました。</translation>
+    </message>
 </context>
 </TS>
