@@ -28,7 +28,7 @@ void tst_UninstallerResources::initTestCase()
 {
     QTemporaryDir dir;
     const QString ts = dir.filePath("found.ts");
-    QCOMPARE(QProcess::execute(BV_LUPDATE, {"-silent", BV_SOURCE_DIR "/src/uninstaller/mac", "-ts", ts}), 0);
+    QCOMPARE(QProcess::execute(BV_LUPDATE, {"-silent", BV_SOURCE_DIR "/src/uninstaller", "-ts", ts}), 0);
     QFile file(ts);
     QVERIFY(file.open(QIODevice::ReadOnly));
     QXmlStreamReader xml(&file);

@@ -17,7 +17,7 @@
 #include <cstring>
 
 #undef BV_SOURCE_FILE
-#define BV_SOURCE_FILE "src/uninstaller/mac/uninstallsafety"
+#define BV_SOURCE_FILE "src/uninstaller/engine/uninstallsafety"
 
 namespace UninstallSafety {
 
