@@ -310,15 +310,12 @@ QString CUninstallActions::installationDirectory()
 }
 
 bool CUninstallActions::removeAppBundle(
-    CAuthorization &authorization, QString *output, QString *installation)
+    CAuthorization &authorization, const QString &installation, QString *output)
 {
-    QString installDir = installationDirectory();
-    if (installation)
-        *installation = installDir;
-    if (installDir.isEmpty()) {
-        // Only a bundle of the wrong name gets here; the path itself is never empty.
+    // Only a bundle of the wrong name has none; the path itself is never empty.
+    if (installation.isEmpty())
         return false;
-    }
+    QString installDir = installation;
 
     BV_DEBUG() << "will now delete" << installDir;
     if (installDir.endsWith(QLatin1Char('/')))

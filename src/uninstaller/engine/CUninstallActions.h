@@ -71,11 +71,11 @@ public:
     // bundle, otherwise the bundle the program runs from. Empty (with a critical line)
     // when the program does not run from inside Brisvane.app.
     static QString installationDirectory();
-    // Runs the removal script for the installation with the rights held by
-    // `authorization` (asked for now when it holds none). `output` gets what it printed,
-    // `installation` the folder it was given.
+    // Runs the removal script for `installation` (as installationDirectory() found it)
+    // with the rights held by `authorization` (asked for now when it holds none).
+    // `output` gets what it printed.
     static bool removeAppBundle(
-        CAuthorization &authorization, QString *output = nullptr, QString *installation = nullptr);
+        CAuthorization &authorization, const QString &installation, QString *output = nullptr);
     // Right after it, with the same rights: removes `paths` (the product's files outside
     // the homes, links as links), then forgets the package `receipts`. `output` gets what
     // the script printed.

@@ -347,9 +347,9 @@ bool CUninstallRun::removeInstallation(CAuthorization *authorization)
         return step.path.isEmpty() ? fail(step) : true;
     }
     QString leftovers;
+    step.path = installation;
     // Not run from inside the bundle (said once, above): nothing to hand to the script.
-    const bool done = !installation.isEmpty()
-        && CUninstallActions::removeAppBundle(*authorization, &step.detail, &step.path)
+    const bool done = CUninstallActions::removeAppBundle(*authorization, installation, &step.detail)
         && CUninstallActions::removeMachineLeftovers(
             *authorization, machine, step.receipts, &leftovers);
     if (!leftovers.isEmpty())
