@@ -1,7 +1,10 @@
 #include "uninstallfootprint.h"
 
+#include "threading/assertions/assertion.h"
+
 #include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
@@ -156,12 +159,24 @@ QString machineLibrary()
 #endif
 }
 
-QStringList receipts()
+QStringList receipts(const std::atomic_bool *stop)
 {
     QProcess pkgutil;
     pkgutil.start(QStringLiteral("pkgutil"), {QStringLiteral("--pkgs")});
-    if (!pkgutil.waitForStarted() || !pkgutil.waitForFinished(30000))
+    if (!pkgutil.waitForStarted())
         return QStringList();
+    // A window that no longer wants the answer must not wait for it.
+    QElapsedTimer waited;
+    waited.start();
+    while (pkgutil.state() != QProcess::NotRunning && !pkgutil.waitForFinished(100)) {
+        if ((stop && stop->load()) || waited.hasExpired(30000)) {
+            pkgutil.kill();
+            pkgutil.waitForFinished();
+            if (!stop || !stop->load())
+                BV_WARNING() << "pkgutil --pkgs gave no answer in 30 s: receipts not looked at";
+            return QStringList();
+        }
+    }
     QStringList ours;
     const QList<QByteArray> lines = pkgutil.readAllStandardOutput().split('\n');
     for (const QByteArray &line : lines) {

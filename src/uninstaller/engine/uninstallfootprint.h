@@ -61,8 +61,9 @@ QList<Item> onMachine(const QString &library, const QList<Part> &parts = {});
 QString machineLibrary();
 
 // The package receipts of the product the system knows of ("pkgutil --pkgs" ids that
-// start with "com.brisvane."). Empty where there is no pkgutil.
-QStringList receipts();
+// start with "com.brisvane."). Empty where there is no pkgutil, when it takes longer than
+// 30 s, or as soon as `stop` becomes true.
+QStringList receipts(const std::atomic_bool *stop = nullptr);
 
 // The bytes below `path`: a file's size, a folder's files summed, a link's own size;
 // links are never followed. Stops early (with what it has) when `stop` becomes true.

@@ -28,7 +28,7 @@ void CUninstallDetails::runMethod()
         paths << item.path;
     if (m_Stop)
         return;
-    const QStringList receipts = UninstallFootprint::receipts();
+    const QStringList receipts = UninstallFootprint::receipts(&m_Stop);
     if (m_Stop)
         return;
     emit listed(paths, receipts);
