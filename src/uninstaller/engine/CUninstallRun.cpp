@@ -325,6 +325,7 @@ bool CUninstallRun::removeInstallation(CAuthorization *authorization)
     // The removal script takes the installation and the daemon; a second script the
     // rest outside the homes, then the receipts.
     const QString installation = CUninstallActions::installationDirectory();
+    step.path = installation;
     QStringList machine;
     if (!installation.isEmpty()) {
         step.items << installation;
@@ -339,16 +340,14 @@ bool CUninstallRun::removeInstallation(CAuthorization *authorization)
     }
     step.receipts = UninstallFootprint::receipts();
     if (m_Options.dryRun) {
-        step.path = installation;
-        step.result = step.path.isEmpty() ? ResultFailed : ResultPlanned;
-        if (step.path.isEmpty())
+        step.result = installation.isEmpty() ? ResultFailed : ResultPlanned;
+        if (installation.isEmpty())
             step.detail = QStringLiteral("not run from inside Brisvane.app");
         record(step);
-        return step.path.isEmpty() ? fail(step) : true;
+        return installation.isEmpty() ? fail(step) : true;
     }
+    // Not run from inside the bundle (said once, above): removeAppBundle refuses.
     QString leftovers;
-    step.path = installation;
-    // Not run from inside the bundle (said once, above): nothing to hand to the script.
     const bool done = CUninstallActions::removeAppBundle(*authorization, installation, &step.detail)
         && CUninstallActions::removeMachineLeftovers(
             *authorization, machine, step.receipts, &leftovers);
